@@ -1,0 +1,14 @@
+// The command line that both programs share, and how they end.
+#ifndef EXAMPLES_ARGUMENTS_H_
+#define EXAMPLES_ARGUMENTS_H_
+
+#include <cstdint>
+#include <functional>
+
+// Runs the program with the port of the ground station's link, 45450 or the
+// number after --port. Returns its exit code: 0; 1 with one line on standard
+// error when the exchange throws; 2 when the command line makes no sense.
+int RunWithPort(int argc, char** argv,
+                const std::function<void(uint16_t port)>& exchange);
+
+#endif  // EXAMPLES_ARGUMENTS_H_

@@ -1,0 +1,44 @@
+#include "channel.h"
+
+namespace channel = zorvik::channel;
+
+void ChannelSender::Send(channel::channelTopicType topic,
+                         const google::protobuf::Message& payload) {
+  channel::channelTopicMessage envelope;
+  envelope.set_topic_type(topic);
+  envelope.set_src_node_id(node_id_);
+  envelope.set_dst_node_id(peer_id_);
+  envelope.mutable_data()->PackFrom(payload);
+  const std::string bytes = envelope.SerializeAsString();
+  transcript_.Sent(TopicName(topic), bytes, envelope);
+  socket_->Send(bytes, peer_);
+}
+
+std::string TopicName(int topic_type) {
+  // Any number can stand in topic_type; the enum's test tells what it is.
+  const std::string number = std::to_string(topic_type);
+  if (!channel::channelTopicType_IsValid(topic_type)) {
+    return "topic type " + number;
+  }
+  return channel::channelTopicType_Name(topic_type) + " (" + number + ")";
+}
+
+bool UnpackTopic(const channel::channelTopicMessage& envelope,
+                 google::protobuf::Message* payload, std::string* reason) {
+  std::string type_name;
+  if (!google::protobuf::Any::ParseAnyTypeUrl(envelope.data().type_url(),
+                                              &type_name)) {
+    type_name = "nothing";
+  }
+  const std::string topic = TopicName(envelope.topic_type());
+  if (type_name != payload->GetTypeName()) {
+    *reason =
+        topic + " carries " + payload->GetTypeName() + ", not " + type_name;
+    return false;
+  }
+  if (!envelope.data().UnpackTo(payload)) {
+    *reason = topic + " holds a malformed " + type_name;
+    return false;
+  }
+  return true;
+}

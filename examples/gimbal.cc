@@ -1,0 +1,91 @@
+#include "gimbal.h"
+
+namespace channel = zorvik::channel;
+namespace gimbal = zorvik::gimbal;
+
+namespace {
+
+// The vocabulary has a result code and leaves its numbers open. These are the
+// example's own.
+enum Result : uint32_t { kDone = 0, kUnknownMode = 1 };
+
+gimbal::UavGimbalRspMessage AnswerTo(uint32_t seq, Result result) {
+  gimbal::UavGimbalRspMessage answer;
+  answer.set_seq(seq);
+  answer.set_rlt(result);
+  return answer;
+}
+
+void Turn(const gimbal::UavGimbalRotateReqMessage& request,
+          gimbal::GimbalAttitude3d* attitude) {
+  const gimbal::GimbalAttitude3d& value = request.rotationvalue();
+  if (request.rotationmode() ==
+      gimbal::UAV_GIMBAL_ROTATION_MODE_ABSOLUTE_ANGLE) {
+    *attitude = value;
+    return;
+  }
+  attitude->set_pitch(attitude->pitch() + value.pitch());
+  attitude->set_roll(attitude->roll() + value.roll());
+  attitude->set_yaw(attitude->yaw() + value.yaw());
+}
+
+}  // namespace
+
+void Gimbal::Handle(const std::string& datagram, ChannelSender* sender) {
+  channel::channelTopicMessage envelope;
+  if (!envelope.ParseFromString(datagram)) {
+    Refuse("a datagram of " + std::to_string(datagram.size()) +
+           " bytes that is no envelope");
+    return;
+  }
+  switch (envelope.topic_type()) {
+    case channel::CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE:
+      return Rotate(envelope, sender);
+    case channel::CHANNEL_TOPIC_TYPE_GIMBAL_SET_MODE:
+      return SetMode(envelope, sender);
+    default:
+      Refuse(TopicName(envelope.topic_type()) + ", which is not for this node");
+  }
+}
+
+void Gimbal::Rotate(const channel::channelTopicMessage& envelope,
+                    ChannelSender* sender) {
+  gimbal::UavGimbalRotateReqMessage request;
+  std::string reason;
+  if (!UnpackTopic(envelope, &request, &reason)) return Refuse(reason);
+  // Enums are open: whatever number came in is in the field. A rotation by
+  // speed would need a clock, which this gimbal does not have.
+  const int mode = request.rotationmode();
+  if (mode != gimbal::UAV_GIMBAL_ROTATION_MODE_RELATIVE_ANGLE &&
+      mode != gimbal::UAV_GIMBAL_ROTATION_MODE_ABSOLUTE_ANGLE) {
+    sender->Send(channel::CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE_RSP,
+                 AnswerTo(request.seq(), kUnknownMode));
+    return;
+  }
+  Turn(request, attitude_.mutable_attitude());
+  sender->Send(channel::CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE_RSP,
+               AnswerTo(request.seq(), kDone));
+  sender->Send(channel::CHANNEL_TOPIC_TYPE_GIMBAL_ATTITUDE_INFO, attitude_);
+}
+
+void Gimbal::SetMode(const channel::channelTopicMessage& envelope,
+                     ChannelSender* sender) {
+  gimbal::UavSetModeReqMessage request;
+  std::string reason;
+  if (!UnpackTopic(envelope, &request, &reason)) return Refuse(reason);
+  if (!gimbal::eUAVGimbalMode_IsValid(request.mode())) {
+    transcript_.Say("refuses mode " + std::to_string(request.mode()) +
+                    ", which eUAVGimbalMode does not declare");
+    sender->Send(channel::CHANNEL_TOPIC_TYPE_GIMBAL_SET_MODE_RSP,
+                 AnswerTo(request.seq(), kUnknownMode));
+    return;
+  }
+  state_.set_gimbalmode(request.mode());
+  sender->Send(channel::CHANNEL_TOPIC_TYPE_GIMBAL_SET_MODE_RSP,
+               AnswerTo(request.seq(), kDone));
+  sender->Send(channel::CHANNEL_TOPIC_TYPE_GIMBAL_SYSTEM_INFO, state_);
+}
+
+void Gimbal::Refuse(const std::string& reason) const {
+  transcript_.Say("ignores " + reason);
+}

@@ -1,0 +1,139 @@
+#include "gimbal_commands.h"
+
+#include <stdexcept>
+#include <string>
+
+#include "channel.h"
+#include "gimbalMessage.pb.h"
+#include "nodes.h"
+
+namespace channel = zorvik::channel;
+namespace gimbal = zorvik::gimbal;
+
+namespace {
+
+class Commander {
+ public:
+  Commander(const Address& gimbal, const Transcript& transcript)
+      : socket_(0),
+        gimbal_(gimbal),
+        transcript_(transcript),
+        sender_(kGroundNode, kGimbalNode, &socket_, gimbal, transcript) {}
+
+  void Rotate(gimbal::eUAVGimbalRotationMode mode, int pitch, int yaw) {
+    gimbal::UavGimbalRotateReqMessage request;
+    request.set_seq(++seq_);
+    request.set_rotationmode(mode);
+    request.mutable_rotationvalue()->set_pitch(pitch);
+    request.mutable_rotationvalue()->set_yaw(yaw);
+    sender_.Send(channel::CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE, request);
+    if (ResultOf(channel::CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE_RSP) != 0) {
+      throw std::runtime_error("the gimbal refused to turn");
+    }
+    gimbal::UavGimbalAttitudeInformationReport report;
+    Receive(channel::CHANNEL_TOPIC_TYPE_GIMBAL_ATTITUDE_INFO, &report);
+    transcript_.Say("sees the gimbal at pitch " +
+                    std::to_string(report.attitude().pitch()) + ", yaw " +
+                    std::to_string(report.attitude().yaw()));
+  }
+
+  void SetMode(gimbal::eUAVGimbalMode mode) {
+    if (AskForMode(mode) != 0) {
+      throw std::runtime_error("the gimbal refused a mode it should know");
+    }
+    gimbal::UavGimbalSystemStateReport report;
+    Receive(channel::CHANNEL_TOPIC_TYPE_GIMBAL_SYSTEM_INFO, &report);
+    transcript_.Say("sees the gimbal in mode " +
+                    gimbal::eUAVGimbalMode_Name(report.gimbalmode()));
+  }
+
+  // The field takes any number, and so does the parser at the other end.
+  void SetUndeclaredMode(int number) {
+    const uint32_t result =
+        AskForMode(static_cast<gimbal::eUAVGimbalMode>(number));
+    if (result == 0)
+      throw std::runtime_error("the gimbal took a mode at random");
+    transcript_.Say("is refused with rlt " + std::to_string(result));
+  }
+
+  void SendGarbage() {
+    transcript_.Say("sends three bytes of garbage");
+    socket_.Send("\xff\xff\xff", gimbal_);
+    ExpectSilence();
+  }
+
+  // A topic type that carries another message than the one in the envelope.
+  void SendMismatch() {
+    gimbal::UavResetReqMessage reset;
+    reset.set_seq(++seq_);
+    reset.set_mode(gimbal::UAV_GIMBAL_RESET_MODE_PITCH_AND_YAW);
+    sender_.Send(channel::CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE, reset);
+    ExpectSilence();
+  }
+
+ private:
+  uint32_t AskForMode(gimbal::eUAVGimbalMode mode) {
+    gimbal::UavSetModeReqMessage request;
+    request.set_seq(++seq_);
+    request.set_mode(mode);
+    sender_.Send(channel::CHANNEL_TOPIC_TYPE_GIMBAL_SET_MODE, request);
+    return ResultOf(channel::CHANNEL_TOPIC_TYPE_GIMBAL_SET_MODE_RSP);
+  }
+
+  uint32_t ResultOf(channel::channelTopicType topic) {
+    gimbal::UavGimbalRspMessage answer;
+    Receive(topic, &answer);
+    if (answer.seq() != seq_) {
+      throw std::runtime_error("the answer belongs to another request");
+    }
+    return answer.rlt();
+  }
+
+  void Receive(channel::channelTopicType topic,
+               google::protobuf::Message* payload) {
+    const std::optional<Datagram> datagram =
+        socket_.Receive(std::chrono::seconds(2));
+    if (!datagram) {
+      throw std::runtime_error("waited for " + TopicName(topic) +
+                               " and nothing came: the gimbal is not there, "
+                               "or a datagram was lost");
+    }
+    channel::channelTopicMessage envelope;
+    if (!envelope.ParseFromString(datagram->bytes)) {
+      throw std::runtime_error("the gimbal sent no envelope");
+    }
+    std::string reason;
+    if (envelope.topic_type() != topic) {
+      throw std::runtime_error("waited for " + TopicName(topic) + ", got " +
+                               TopicName(envelope.topic_type()));
+    }
+    if (!UnpackTopic(envelope, payload, &reason)) {
+      throw std::runtime_error(reason);
+    }
+  }
+
+  void ExpectSilence() {
+    if (socket_.Receive(std::chrono::milliseconds(100))) {
+      throw std::runtime_error("the gimbal answers what it cannot understand");
+    }
+  }
+
+  UdpSocket socket_;
+  const Address gimbal_;
+  const Transcript transcript_;
+  ChannelSender sender_;
+  uint32_t seq_ = 0;
+};
+
+}  // namespace
+
+void CommandGimbal(const Address& gimbal, const Transcript& transcript) {
+  Commander commander(gimbal, transcript);
+  commander.Rotate(gimbal::UAV_GIMBAL_ROTATION_MODE_RELATIVE_ANGLE, -30, 45);
+  commander.SetMode(gimbal::UAV_GIMBAL_MODE_YAW_FOLLOW);
+  commander.SetUndeclaredMode(7);
+  commander.SendGarbage();
+  commander.SendMismatch();
+  // The gimbal is still there.
+  commander.Rotate(gimbal::UAV_GIMBAL_ROTATION_MODE_ABSOLUTE_ANGLE, 0, 0);
+}

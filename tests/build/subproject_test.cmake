@@ -1,0 +1,56 @@
+# cmake -DSOURCE_DIR=... -DWORK_DIR=... -P subproject_test.cmake
+#
+# The library inside another project: built optimised though no build type is
+# named, whole though that project hides symbols and optimises at link time,
+# and rebuilt exactly as far as an edited schema reaches.
+file(REMOVE_RECURSE ${WORK_DIR})
+file(COPY ${CMAKE_CURRENT_LIST_DIR}/subproject/ DESTINATION ${WORK_DIR})
+file(COPY ${SOURCE_DIR}/CMakeLists.txt ${SOURCE_DIR}/cmake ${SOURCE_DIR}/proto
+  DESTINATION ${WORK_DIR}/library)
+set(build ${WORK_DIR}/build)
+
+function(run)
+  execute_process(COMMAND ${ARGN}
+    RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "${ARGN} failed:\n${output}")
+  endif()
+  set(output "${output}" PARENT_SCOPE)
+endfunction()
+
+run(${CMAKE_COMMAND} -S ${WORK_DIR} -B ${build} -G Ninja -DCMAKE_EXPORT_COMPILE_COMMANDS=ON)
+run(${CMAKE_COMMAND} --build ${build})
+if(output MATCHES "warning:|Warning")
+  message(FATAL_ERROR "the build is not quiet:\n${output}")
+endif()
+run(${build}/program)
+
+file(STRINGS ${build}/compile_commands.json commands REGEX "\"command\".*\\.pb\\.cc")
+foreach(command IN LISTS commands)
+  if(NOT command MATCHES "-O2" OR NOT command MATCHES "-fno-lto" OR command MATCHES "hidden")
+    message(FATAL_ERROR "not as the library wants to be compiled: ${command}")
+  endif()
+endforeach()
+
+# Expects that an edit of the schema regenerates and recompiles the modules of
+# the given schemas, and none else.
+function(expect_rebuilt schema)
+  file(TOUCH ${WORK_DIR}/library/proto/${schema}.proto)
+  run(${CMAKE_COMMAND} --build ${build} -- -n)
+  foreach(step "Generating ([A-Za-z]+)\\.pb\\.cc" "Building CXX object [^ ]*/([A-Za-z]+)\\.pb\\.cc\\.o")
+    string(REGEX MATCHALL "${step}" lines "${output}")
+    list(TRANSFORM lines REPLACE "${step}" "\\1")
+    list(SORT lines)
+    if(NOT lines STREQUAL "${ARGN}")
+      message(FATAL_ERROR "an edit of ${schema}.proto rebuilds ${lines} and not ${ARGN}")
+    endif()
+  endforeach()
+  run(${CMAKE_COMMAND} --build ${build})
+endfunction()
+
+expect_rebuilt(powerMessage powerMessage)
+expect_rebuilt(sdkSubMessage positionMessage sdkSubMessage)
+run(${CMAKE_COMMAND} --build ${build})
+if(NOT output MATCHES "no work to do")
+  message(FATAL_ERROR "a second build does something:\n${output}")
+endif()

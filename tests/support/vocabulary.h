@@ -1,0 +1,51 @@
+// The library's own schemas and messages, as the generated pool knows them.
+#ifndef TESTS_SUPPORT_VOCABULARY_H_
+#define TESTS_SUPPORT_VOCABULARY_H_
+
+#include <google/protobuf/descriptor.h>
+#include <google/protobuf/message.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+// Every registered schema file of the package root, in file-name order.
+std::vector<const google::protobuf::FileDescriptor*> Schemas();
+
+// Every message of every schema, in declaration order.
+std::vector<const google::protobuf::Descriptor*> Messages();
+
+// Every enum of every schema, in declaration order.
+std::vector<const google::protobuf::EnumDescriptor*> Enums();
+
+// A new object of the generated class.
+std::unique_ptr<google::protobuf::Message> NewMessage(
+    const google::protobuf::Descriptor* type);
+
+// The bytes of a message that may well hold invalid UTF-8 or no data at all.
+std::string Encode(const google::protobuf::Message& message);
+
+// "08 f5 4e" and back. Fails the test on anything but hex digits and blanks.
+std::string ToHex(const std::string& bytes);
+std::string FromHex(const std::string& hex);
+
+// Collects what the protobuf runtime logs while it lives.
+class CapturedLog {
+ public:
+  CapturedLog();
+  ~CapturedLog();
+  CapturedLog(const CapturedLog&) = delete;
+  CapturedLog& operator=(const CapturedLog&) = delete;
+
+  const std::string& text() const { return text_; }
+
+ private:
+  static void Append(google::protobuf::LogLevel level, const char* file,
+                     int line, const std::string& message);
+
+  static CapturedLog* current_;
+  google::protobuf::LogHandler* previous_;
+  std::string text_;
+};
+
+#endif  // TESTS_SUPPORT_VOCABULARY_H_
