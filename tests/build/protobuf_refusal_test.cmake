@@ -17,7 +17,7 @@ endfunction()
 
 function(expect_refusal sentence)
   execute_process(
-    COMMAND ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/build --fresh
+    COMMAND ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/build -G Ninja --fresh
       -DProtobuf_INCLUDE_DIR=${WORK_DIR}/include
       -DProtobuf_PROTOC_EXECUTABLE=${WORK_DIR}/protoc
     RESULT_VARIABLE result OUTPUT_QUIET ERROR_VARIABLE said)
