@@ -49,6 +49,7 @@ std::vector<const pb::internal::DescriptorTable*> Tables() {
 TEST(FirstUse, GivesEightThreadsTheSameDescriptors) {
   const auto tables = Tables();
   ASSERT_FALSE(tables.empty());
+  for (const auto* table : tables) ASSERT_NE(table, nullptr);
 
   Gate gate;
   std::vector<std::vector<const void*>> seen(kThreads);
