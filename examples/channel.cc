@@ -11,7 +11,7 @@ void ChannelSender::Send(channel::channelTopicType topic,
   envelope.mutable_data()->PackFrom(payload);
   const std::string bytes = envelope.SerializeAsString();
   transcript_.Sent(TopicName(topic), bytes, envelope);
-  socket_->Send(bytes, peer_);
+  transport_(topic, bytes);
 }
 
 std::string TopicName(int topic_type) {

@@ -1,24 +1,27 @@
-// The channel envelope: one datagram holds one channelTopicMessage and no more.
+// The channel envelope: what is sent is one channelTopicMessage and no more.
 #ifndef EXAMPLES_CHANNEL_H_
 #define EXAMPLES_CHANNEL_H_
 
 #include <google/protobuf/message.h>
 
+#include <functional>
 #include <string>
 
 #include "channelMessage.pb.h"
 #include "transcript.h"
-#include "udp_socket.h"
 
 // Sends topics from one node to another.
 class ChannelSender {
  public:
-  ChannelSender(int node_id, int peer_id, UdpSocket* socket, Address peer,
+  // Takes the bytes of an envelope where they have to go.
+  using Transport = std::function<void(zorvik::channel::channelTopicType topic,
+                                       const std::string& bytes)>;
+
+  ChannelSender(int node_id, int peer_id, Transport transport,
                 const Transcript& transcript)
       : node_id_(node_id),
         peer_id_(peer_id),
-        socket_(socket),
-        peer_(peer),
+        transport_(std::move(transport)),
         transcript_(transcript) {}
 
   void Send(zorvik::channel::channelTopicType topic,
@@ -27,8 +30,7 @@ class ChannelSender {
  private:
   const int node_id_;
   const int peer_id_;
-  UdpSocket* const socket_;
-  const Address peer_;
+  const Transport transport_;
   const Transcript transcript_;
 };
 

@@ -18,7 +18,12 @@ class Commander {
       : socket_(0),
         gimbal_(gimbal),
         transcript_(transcript),
-        sender_(kGroundNode, kGimbalNode, &socket_, gimbal, transcript) {}
+        sender_(
+            kGroundNode, kGimbalNode,
+            [this](auto, const std::string& bytes) {
+              socket_.Send(bytes, gimbal_);
+            },
+            transcript) {}
 
   void Rotate(gimbal::eUAVGimbalRotationMode mode, int pitch, int yaw) {
     gimbal::UavGimbalRotateReqMessage request;

@@ -141,8 +141,12 @@ void ServeGimbal(UdpSocket* socket, ServiceLink* link) {
   while (socket->IsFirst(link->socket(), std::chrono::seconds(2))) {
     const std::optional<Datagram> datagram =
         socket->Receive(std::chrono::seconds(0));
-    ChannelSender sender(kGimbalNode, kGroundNode, socket, datagram->from,
-                         link->transcript());
+    ChannelSender sender(
+        kGimbalNode, kGroundNode,
+        [&](auto, const std::string& bytes) {
+          socket->Send(bytes, datagram->from);
+        },
+        link->transcript());
     gimbal.Handle(datagram->bytes, &sender);
   }
 }

@@ -8,6 +8,8 @@
 
 constexpr int kGroundNode = 1;
 constexpr int kGimbalNode = 9;
+constexpr int kThrowerNode = 10;
+constexpr int kTracerNode = 11;
 
 // Microseconds since 1970.
 inline int64_t Now() {

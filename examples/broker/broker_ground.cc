@@ -1,0 +1,167 @@
+// A ground station on a broker: registers payloads, commands them, and counts
+// what comes back.
+#include <map>
+#include <set>
+#include <stdexcept>
+
+#include "accessMessage.pb.h"
+#include "channel.h"
+#include "gimbalMessage.pb.h"
+#include "mqtt_client.h"
+#include "nodes.h"
+#include "program.h"
+#include "throwerMessage.pb.h"
+#include "topics.h"
+#include "tracerMessage.pb.h"
+
+namespace {
+
+namespace access = zorvik::access;
+namespace channel = zorvik::channel;
+
+constexpr int kPayloads = 3;
+constexpr std::chrono::seconds kPatience(10);
+
+class Ground {
+ public:
+  Ground(MqttClient* client, std::string aircraft)
+      : client_(client), aircraft_(std::move(aircraft)) {
+    for (const char* what : {"register", "heartbeat", "out"}) {
+      client_->Subscribe(TopicOf(aircraft_, "+", what));
+    }
+  }
+
+  void RegisterPayloads() {
+    std::map<int, int> ids;  // By node; one that asks again keeps its id.
+    std::set<int> alive;
+    while (alive.size() < kPayloads) {
+      const Publication publication = Next();
+      access::payloadReqMessage request;
+      access::heartbeatMessage heartbeat;
+      if (EndsIn(publication.topic, "/register") &&
+          request.ParseFromString(publication.bytes)) {
+        access::payloadRspMessage answer;
+        answer.set_payload_id(
+            ids.emplace(request.src_id(), static_cast<int>(ids.size()) + 1)
+                .first->second);
+        client_->Publish(TopicOf(aircraft_, request.src_id(), "registered"),
+                         answer.SerializeAsString());
+        transcript_.Say("registers " + request.product_alias());
+      } else if (EndsIn(publication.topic, "/heartbeat") &&
+                 heartbeat.ParseFromString(publication.bytes)) {
+        alive.insert(heartbeat.src_node_id());
+      }
+    }
+  }
+
+  void Command(uint32_t seq) {
+    zorvik::gimbal::UavGimbalRotateReqMessage rotate;
+    rotate.set_seq(seq);
+    rotate.mutable_rotationvalue()->set_yaw(10);
+    Send(kGimbalNode, channel::CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE, rotate);
+
+    zorvik::protocol::throwActionMessage action;
+    action.set_channel_index_active(seq);
+    Send(kThrowerNode, channel::CHANNEL_TOPIC_TYPE_THROWER_ACTION, action);
+
+    zorvik::protocol::TracerWorkModeControlMessage control;
+    control.set_seq(seq);
+    control.set_workmode(seq);
+    Send(kTracerNode, channel::CHANNEL_TOPIC_TYPE_TRACER_WORKMODE_CONTROL,
+         control);
+
+    ExpectOneEach({channel::CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE_RSP,
+                   channel::CHANNEL_TOPIC_TYPE_GIMBAL_ATTITUDE_INFO,
+                   channel::CHANNEL_TOPIC_TYPE_THROWER_STATUS,
+                   channel::CHANNEL_TOPIC_TYPE_TRACER_WORKMODE_CONTROL_RSP,
+                   channel::CHANNEL_TOPIC_TYPE_TRACER_MEASURE_INFO});
+  }
+
+  void Sum() const {
+    transcript_.Say("sent " + std::to_string(sent_) + " envelopes, received " +
+                    std::to_string(received_));
+  }
+
+  const Transcript& transcript() const { return transcript_; }
+
+ private:
+  static bool EndsIn(const std::string& text, const std::string& end) {
+    return text.size() >= end.size() &&
+           text.compare(text.size() - end.size(), end.size(), end) == 0;
+  }
+
+  Publication Next() {
+    auto publication = client_->Receive(kPatience);
+    if (!publication) throw std::runtime_error("nothing comes any more");
+    return *std::move(publication);
+  }
+
+  void Send(int node, channel::channelTopicType topic,
+            const google::protobuf::Message& payload) {
+    ChannelSender(
+        kGroundNode, node,
+        [&](auto, const std::string& bytes) {
+          client_->Publish(TopicOf(aircraft_, node, "in"), bytes);
+        },
+        transcript_)
+        .Send(topic, payload);
+    ++sent_;
+  }
+
+  // Payloads answer when they like: the order between them is open.
+  void ExpectOneEach(std::set<int> topics) {
+    while (!topics.empty()) {
+      const Publication publication = Next();
+      if (!EndsIn(publication.topic, "/out")) continue;
+      channel::channelTopicMessage envelope;
+      if (!envelope.ParseFromString(publication.bytes)) {
+        throw std::runtime_error("no envelope on " + publication.topic);
+      }
+      if (topics.erase(envelope.topic_type()) == 0) {
+        throw std::runtime_error("did not expect " +
+                                 TopicName(envelope.topic_type()));
+      }
+      ++received_;
+    }
+  }
+
+  MqttClient* const client_;
+  const std::string aircraft_;
+  const Transcript transcript_{"ground"};
+  int sent_ = 0;
+  int received_ = 0;
+};
+
+// Comes when all is over, and still learns how every payload stands.
+void ShowLastStates(uint16_t port, const std::string& aircraft) {
+  const Transcript transcript("latecomer");
+  MqttClient client("latecomer", port);
+  client.Subscribe(TopicOf(aircraft, "+", "state"));
+  for (int i = 0; i < kPayloads; ++i) {
+    const auto state = client.Receive(kPatience);
+    channel::channelTopicMessage envelope;
+    if (!state || !envelope.ParseFromString(state->bytes)) {
+      throw std::runtime_error("a last state is missing");
+    }
+    transcript.Say("finds " + TopicName(envelope.topic_type()) + "\n    " +
+                   Json(envelope));
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return RunProgram(argc, argv, "COMMANDS_TO_EACH_PAYLOAD",
+                    [](uint16_t port, const std::string& commands) {
+                      const std::string aircraft = "aircraft-1";
+                      MqttClient client("ground", port);
+                      Ground ground(&client, aircraft);
+                      ground.RegisterPayloads();
+                      const int count = std::stoi(commands);
+                      for (int seq = 1; seq <= count; ++seq) {
+                        ground.Command(static_cast<uint32_t>(seq));
+                      }
+                      ShowLastStates(port, aircraft);
+                      ground.Sum();
+                    });
+}

@@ -1,0 +1,118 @@
+// Sends many envelopes through a broker as fast as it takes them, and accounts
+// for every one.
+#include <algorithm>
+#include <chrono>
+#include <iomanip>
+#include <iostream>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "channelMessage.pb.h"
+#include "gimbalMessage.pb.h"
+#include "mqtt_client.h"
+#include "nodes.h"
+#include "program.h"
+#include "topics.h"
+
+namespace {
+
+namespace channel = zorvik::channel;
+namespace gimbal = zorvik::gimbal;
+using Clock = std::chrono::steady_clock;
+
+std::string Numbered(uint32_t seq) {
+  gimbal::UavGimbalRotateReqMessage request;
+  request.set_seq(seq);
+  request.mutable_rotationvalue()->set_yaw(1);
+  channel::channelTopicMessage envelope;
+  envelope.set_topic_type(channel::CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE);
+  envelope.set_src_node_id(kGroundNode);
+  envelope.set_dst_node_id(kGimbalNode);
+  envelope.mutable_data()->PackFrom(request);
+  return envelope.SerializeAsString();
+}
+
+uint32_t NumberOf(const std::string& bytes) {
+  channel::channelTopicMessage envelope;
+  gimbal::UavGimbalRotateReqMessage request;
+  if (!envelope.ParseFromString(bytes) || !envelope.data().UnpackTo(&request)) {
+    throw std::runtime_error("what arrives is not what was sent");
+  }
+  return request.seq();
+}
+
+// What arrived so far.
+struct Account {
+  std::vector<bool> seen;
+  uint32_t received = 0;
+  uint32_t duplicates = 0;
+};
+
+void Receive(MqttClient* client, Account* account) {
+  const auto count = static_cast<uint32_t>(account->seen.size());
+  const uint32_t step = std::max(count / 20, 1U);
+  while (account->received < count) {
+    const auto publication = client->Receive(std::chrono::seconds(20));
+    if (!publication) return;  // What is missing now is lost.
+    const uint32_t seq = NumberOf(publication->bytes);
+    if (seq >= count) throw std::runtime_error("a number nobody sent");
+    if (account->seen[seq]) {
+      ++account->duplicates;
+      continue;
+    }
+    account->seen[seq] = true;
+    if (++account->received % step == 0) {
+      std::cout << "received " << account->received << " of " << count << '\n'
+                << std::flush;
+    }
+  }
+}
+
+void Soak(uint16_t port, uint32_t count) {
+  const std::string topic = TopicOf("aircraft-1", kGimbalNode, "in");
+  MqttClient subscriber("soak-subscriber", port);
+  MqttClient publisher("soak-publisher", port);
+  subscriber.Subscribe(topic);
+
+  const auto begin = Clock::now();
+  std::exception_ptr failure;
+  std::thread sending([&] {
+    try {
+      for (uint32_t seq = 0; seq < count; ++seq) {
+        publisher.Publish(topic, Numbered(seq));
+      }
+      publisher.Flush(std::chrono::seconds(20));
+    } catch (...) {
+      failure = std::current_exception();
+    }
+  });
+  Account account;
+  account.seen.resize(count);
+  try {
+    Receive(&subscriber, &account);
+  } catch (...) {
+    sending.join();
+    throw;
+  }
+  sending.join();
+  if (failure) std::rethrow_exception(failure);
+
+  const double seconds =
+      std::chrono::duration<double>(Clock::now() - begin).count();
+  std::cout << "sent " << count << " envelopes in " << std::fixed
+            << std::setprecision(1) << seconds << " s, "
+            << static_cast<int>(count / seconds) << " per second; lost "
+            << count - account.received << ", came twice " << account.duplicates
+            << '\n';
+  if (account.received != count) throw std::runtime_error("envelopes are lost");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return RunProgram(argc, argv, "ENVELOPES",
+                    [](uint16_t port, const std::string& count) {
+                      Soak(port, static_cast<uint32_t>(std::stoul(count)));
+                    });
+}

@@ -1,0 +1,127 @@
+#include "devices.h"
+
+#include <stdexcept>
+
+#include "gimbal.h"
+#include "nodes.h"
+#include "throwerMessage.pb.h"
+#include "tracerMessage.pb.h"
+
+namespace channel = zorvik::channel;
+namespace protocol = zorvik::protocol;
+
+namespace {
+
+// The gimbal of the exchange without a broker.
+class GimbalDevice : public Device {
+ public:
+  explicit GimbalDevice(const Transcript& transcript) : gimbal_(transcript) {}
+  void Handle(const std::string& envelope, ChannelSender* sender) override {
+    gimbal_.Handle(envelope, sender);
+  }
+
+ private:
+  Gimbal gimbal_;
+};
+
+// Unpacks the one command that a device knows. False, with a line that says
+// why, for anything else.
+bool UnpackCommand(const std::string& bytes, channel::channelTopicType topic,
+                   google::protobuf::Message* command,
+                   const Transcript& transcript) {
+  channel::channelTopicMessage envelope;
+  std::string reason = "bytes that are no envelope";
+  if (envelope.ParseFromString(bytes)) {
+    if (envelope.topic_type() != topic) {
+      reason = TopicName(envelope.topic_type()) + ", not for this node";
+    } else if (UnpackTopic(envelope, command, &reason)) {
+      return true;
+    }
+  }
+  transcript.Say("ignores " + reason);
+  return false;
+}
+
+// Eight channels, one bit for each, lowest first; a load is gone once thrown.
+// How channels share the words of the status is not settled: this is the
+// example's choice.
+class Thrower : public Device {
+ public:
+  explicit Thrower(const Transcript& transcript) : transcript_(transcript) {
+    status_.set_type("example thrower");
+    status_.set_multi_channel_num(kChannels);
+    status_.set_channel_valid_state((1U << kChannels) - 1);
+    status_.set_current_channel_state((1U << kChannels) - 1);
+  }
+
+  void Handle(const std::string& envelope, ChannelSender* sender) override {
+    protocol::throwActionMessage action;
+    if (!UnpackCommand(envelope, channel::CHANNEL_TOPIC_TYPE_THROWER_ACTION,
+                       &action, transcript_)) {
+      return;
+    }
+    if (action.channel_index_active() < kChannels) {
+      status_.set_current_channel_state(status_.current_channel_state() &
+                                        ~(1U << action.channel_index_active()));
+    }
+    sender->Send(channel::CHANNEL_TOPIC_TYPE_THROWER_STATUS, status_);
+  }
+
+ private:
+  static constexpr uint32_t kChannels = 8;
+  const Transcript transcript_;
+  protocol::throwerStatusMessage status_;
+};
+
+// Answers each change of its work mode and measures one frame in it.
+class Tracer : public Device {
+ public:
+  explicit Tracer(const Transcript& transcript) : transcript_(transcript) {}
+
+  void Handle(const std::string& envelope, ChannelSender* sender) override {
+    protocol::TracerWorkModeControlMessage command;
+    if (!UnpackCommand(envelope,
+                       channel::CHANNEL_TOPIC_TYPE_TRACER_WORKMODE_CONTROL,
+                       &command, transcript_)) {
+      return;
+    }
+    protocol::TracerWorkModeControlRspMessage answer;
+    answer.set_seq(command.seq());
+    sender->Send(channel::CHANNEL_TOPIC_TYPE_TRACER_WORKMODE_CONTROL_RSP,
+                 answer);
+
+    protocol::tracerMeasureInfoMessage frame;
+    frame.set_framenum(++frames_);
+    frame.set_workmode(command.workmode());
+    protocol::singleTargetInfo* target = frame.add_tarinfo();
+    target->set_tnum(1);
+    target->set_tname("example target");
+    frame.set_tarnum(static_cast<uint32_t>(frame.tarinfo_size()));
+    sender->Send(channel::CHANNEL_TOPIC_TYPE_TRACER_MEASURE_INFO, frame);
+  }
+
+ private:
+  const Transcript transcript_;
+  uint32_t frames_ = 0;
+};
+
+}  // namespace
+
+Payload MakePayload(const std::string& name, const Transcript& transcript) {
+  if (name == "gimbal") {
+    return {name, kGimbalNode, zorvik::access::PAYLOAD_GIMBAL,
+            channel::CHANNEL_TOPIC_TYPE_GIMBAL_ATTITUDE_INFO,
+            std::make_unique<GimbalDevice>(transcript)};
+  }
+  if (name == "thrower") {
+    return {name, kThrowerNode, zorvik::access::PAYLOAD_THROWER,
+            channel::CHANNEL_TOPIC_TYPE_THROWER_STATUS,
+            std::make_unique<Thrower>(transcript)};
+  }
+  if (name == "tracer") {
+    return {name, kTracerNode, zorvik::access::PAYLOAD_TRACER,
+            channel::CHANNEL_TOPIC_TYPE_TRACER_MEASURE_INFO,
+            std::make_unique<Tracer>(transcript)};
+  }
+  throw std::runtime_error("no payload is called " + name);
+}
