@@ -1,0 +1,10 @@
+// How the browser is started that draws the diagrams and tests the site:
+// Debian's, without a window, and without calls of its own to anywhere.
+export const launchOptions = {
+  executablePath: '/usr/bin/chromium',
+  args: [
+    '--no-sandbox', '--disable-gpu', '--no-first-run',
+    '--disable-background-networking', '--disable-component-update',
+    '--disable-sync',
+  ],
+};

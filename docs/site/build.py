@@ -1,0 +1,110 @@
+#!/usr/bin/python3
+"""Builds the reference site from a descriptor set with source information.
+
+usage: build.py DESCRIPTOR_SET OUTPUT_DIRECTORY
+"""
+
+import shutil
+import sys
+from pathlib import Path
+
+import jinja2
+from markupsafe import Markup
+from pygments.formatters import HtmlFormatter
+
+import guides as guide_pages
+import search
+from linker import ROOT, Linker
+from vocabulary import Vocabulary
+from wire import attach_examples
+
+HERE = Path(__file__).resolve().parent
+REPOSITORY = HERE.parent.parent
+
+
+def environment():
+    env = jinja2.Environment(
+        loader=jinja2.FileSystemLoader(HERE / "templates"),
+        autoescape=True, undefined=jinja2.StrictUndefined,
+        trim_blocks=True, lstrip_blocks=True)
+    env.filters["hex"] = lambda data: data.hex(" ")
+    env.filters["breakable"] = breakable
+    env.filters["rooted"] = lambda html, root: Markup(
+        html.replace(f'"{ROOT}', f'"{root}'))
+    return env
+
+
+def breakable(name):
+    """A name that may be broken after its underscores and before capitals."""
+    out, previous = "", ""
+    for char in str(name):
+        if previous.islower() and char.isupper():
+            out += "<wbr>"
+        out += str(Markup.escape(char))
+        if char in "_.:/":
+            out += "<wbr>"
+        previous = char
+    return Markup(out)
+
+
+class Site:
+    def __init__(self, output, **shared):
+        self.output = output
+        self.templates = environment()
+        self.templates.globals.update(shared)
+
+    def page(self, template, url, **context):
+        path = self.output / url
+        path.parent.mkdir(parents=True, exist_ok=True)
+        root = "../" * url.count("/")
+        path.write_text(self.templates.get_template(template).render(
+            root=root, url=url, **context))
+
+
+def style_of_code():
+    """Colours of code in the guides, light and dark."""
+    light = HtmlFormatter(style="default").get_style_defs(".prose pre")
+    dark = HtmlFormatter(style="native").get_style_defs(".prose pre")
+    rules = [[r for r in css.splitlines() if r.startswith(".prose pre .")]
+             for css in (light, dark)]
+    return "\n".join([*rules[0], "@media screen and "
+                      "(prefers-color-scheme: dark) {", *rules[1], "}", ""])
+
+
+def main():
+    descriptor_set, output = map(Path, sys.argv[1:])
+    vocabulary = Vocabulary(descriptor_set, HERE / "subsystems.toml")
+    Linker(vocabulary).link_all(vocabulary)
+    attach_examples(vocabulary,
+                    sorted((REPOSITORY / "tests/vectors").glob("*.json")))
+
+    guides = guide_pages.find_guides(REPOSITORY)
+    renderer = guide_pages.Renderer(REPOSITORY, vocabulary, guides)
+    for diagram in renderer.render_all():
+        schemas = {e.schema for e in diagram.named(renderer.names)
+                   if e.kind == "message"}
+        for schema in schemas:
+            schema.diagrams.append(diagram)
+
+    if output.exists():
+        shutil.rmtree(output)
+    shutil.copytree(HERE / "static", output)
+    with (output / "site.css").open("a") as css:
+        css.write(style_of_code())
+    search.write(output / "search-index.js", vocabulary, guides)
+
+    site = Site(output, vocabulary=vocabulary, guides=guides,
+                names=renderer.names, lede=guides[0].lede)
+    site.page("home.html", "index.html")
+    site.page("ids.html", "ids.html")
+    site.page("open.html", "open.html")
+    for subsystem in vocabulary.subsystems:
+        site.page("subsystem.html", subsystem.url, subsystem=subsystem)
+    for schema in vocabulary.schemas:
+        site.page("schema.html", schema.url, schema=schema)
+    for guide in guides:
+        site.page("guide.html", guide.url, guide=guide)
+
+
+if __name__ == "__main__":
+    main()
