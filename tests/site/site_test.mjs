@@ -174,7 +174,7 @@ test('examples show the bytes of the vectors and what they mean', async () => {
               bytes: [1, 2, 3].map((i) => row.cells[i].textContent.trim())
                   .filter(Boolean).join(' '),
               name: row.cells[4].textContent.trim(),
-              reads: row.cells[5].firstChild.textContent.trim(),
+              reads: row.cells[5].firstElementChild.textContent.trim(),
             })),
           text: node.querySelector('.text code')?.textContent ?? '',
         })))));
