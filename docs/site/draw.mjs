@@ -37,7 +37,7 @@ async function draw([source, index]) {
   root.removeAttribute('aria-roledescription');
   root.setAttribute('role', 'group');
   const [, , width] = root.getAttribute('viewBox').split(' ');
-  root.setAttribute('style', `width: ${Math.ceil(width)}px`);
+  root.setAttribute('style', `--width: ${Math.ceil(width)}px`);
   root.removeAttribute('width');
   return new XMLSerializer().serializeToString(root);
 }
@@ -52,12 +52,19 @@ try {
     startOnLoad: false,
     theme: 'base',
     look: 'classic',
-    // A wide font: a narrower one on the reader's machine leaves room.
-    fontFamily: 'DejaVu Sans',
+    // The widest font that texts are shown in: any other leaves room.
+    fontFamily: 'DejaVu Sans Mono',
+    fontSize: 13,
     sequence: {
-      mirrorActors: false, height: 40, width: 130, diagramMarginX: 8,
-      diagramMarginY: 4, bottomMarginAdj: 12, messageFontSize: 13, actorFontSize: 14,
-      noteFontSize: 13, boxMargin: 8, messageMargin: 30,
+      mirrorActors: false,
+      width: 130,
+      height: 40,
+      boxMargin: 8,
+      messageMargin: 30,
+      diagramMarginX: 8,
+      diagramMarginY: 4,
+      bottomMarginAdj: 12,
+      wrapPadding: 8,
     },
   }));
   const drawings = [];

@@ -302,10 +302,14 @@ class Vocabulary:
 
     def _group(self, path):
         by_stem = {s.stem: s for s in self.schemas}
-        groups = [
-            Subsystem(g["slug"], g["title"], g["about"],
-                      [by_stem.pop(stem) for stem in g["schemas"]])
-            for g in tomllib.loads(path.read_text())["subsystem"]]
+        groups = []
+        for group in tomllib.loads(path.read_text())["subsystem"]:
+            strange = set(group["schemas"]) - by_stem.keys()
+            if strange:
+                raise SystemExit(f"docs: {path.name}: {', '.join(strange)}: "
+                                 f"no such schema, or in two groups")
+            group["schemas"] = [by_stem.pop(s) for s in group["schemas"]]
+            groups.append(Subsystem(**group))
         if by_stem:
             groups.append(Subsystem("further", "Further schemas",
                                     "Schemas that stand in no group yet.",

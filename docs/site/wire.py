@@ -112,7 +112,8 @@ class Walker:
                 if key >> 3 == 1:
                     type_url = value.decode()
                     part.shown = json.dumps(type_url)
-                elif type_url.rpartition("/")[2] in self.elements:
+                elif key >> 3 == 2 and (
+                        type_url.rpartition("/")[2] in self.elements):
                     inner = self.elements[type_url.rpartition("/")[2]]
                     self._nested(part, inner, inside)
                 else:
@@ -134,7 +135,7 @@ class Walker:
 
     def _name(self, message, field, number_):
         if message == ANY:
-            return ANY_FIELDS[number_]
+            return ANY_FIELDS.get(number_, f"unknown field {number_}")
         return field.name if field else f"unknown field {number_}"
 
     def _nested(self, part, message, base):
