@@ -4,14 +4,11 @@ namespace channel = zorvik::channel;
 
 void ChannelSender::Send(channel::channelTopicType topic,
                          const google::protobuf::Message& payload) {
-  channel::channelTopicMessage envelope;
-  envelope.set_topic_type(topic);
-  envelope.set_src_node_id(node_id_);
-  envelope.set_dst_node_id(peer_id_);
-  envelope.mutable_data()->PackFrom(payload);
-  const std::string bytes = envelope.SerializeAsString();
-  transcript_.Sent(TopicName(topic), bytes, envelope);
-  transport_(topic, bytes);
+  envelope_.set_topic_type(topic);
+  envelope_.mutable_data()->PackFrom(payload);
+  envelope_.SerializeToString(&bytes_);
+  transcript_.Sent(TopicName(topic), bytes_, envelope_);
+  transport_(topic, bytes_);
 }
 
 std::string TopicName(int topic_type) {

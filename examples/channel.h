@@ -19,19 +19,22 @@ class ChannelSender {
 
   ChannelSender(int node_id, int peer_id, Transport transport,
                 const Transcript& transcript)
-      : node_id_(node_id),
-        peer_id_(peer_id),
-        transport_(std::move(transport)),
-        transcript_(transcript) {}
+      : transport_(std::move(transport)), transcript_(transcript) {
+    // Builds the schema's descriptors now and not with the first topic.
+    zorvik::channel::channelTopicMessage::descriptor();
+    envelope_.set_src_node_id(node_id);
+    envelope_.set_dst_node_id(peer_id);
+  }
 
   void Send(zorvik::channel::channelTopicType topic,
             const google::protobuf::Message& payload);
 
  private:
-  const int node_id_;
-  const int peer_id_;
   const Transport transport_;
   const Transcript transcript_;
+  // Kept, so that a topic needs no memory that the last one did not.
+  zorvik::channel::channelTopicMessage envelope_;
+  std::string bytes_;
 };
 
 // A topic type for people: its name, if it has one, and its number.

@@ -32,27 +32,26 @@ void Turn(const gimbal::UavGimbalRotateReqMessage& request,
 }  // namespace
 
 void Gimbal::Handle(const std::string& datagram, ChannelSender* sender) {
-  channel::channelTopicMessage envelope;
-  if (!envelope.ParseFromString(datagram)) {
+  if (!envelope_.ParseFromString(datagram)) {
     Refuse("a datagram of " + std::to_string(datagram.size()) +
            " bytes that is no envelope");
     return;
   }
-  switch (envelope.topic_type()) {
+  switch (envelope_.topic_type()) {
     case channel::CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE:
-      return Rotate(envelope, sender);
+      return Rotate(sender);
     case channel::CHANNEL_TOPIC_TYPE_GIMBAL_SET_MODE:
-      return SetMode(envelope, sender);
+      return SetMode(sender);
     default:
-      Refuse(TopicName(envelope.topic_type()) + ", which is not for this node");
+      Refuse(TopicName(envelope_.topic_type()) +
+             ", which is not for this node");
   }
 }
 
-void Gimbal::Rotate(const channel::channelTopicMessage& envelope,
-                    ChannelSender* sender) {
+void Gimbal::Rotate(ChannelSender* sender) {
   gimbal::UavGimbalRotateReqMessage request;
   std::string reason;
-  if (!UnpackTopic(envelope, &request, &reason)) return Refuse(reason);
+  if (!UnpackTopic(envelope_, &request, &reason)) return Refuse(reason);
   // Enums are open: whatever number came in is in the field. A rotation by
   // speed would need a clock, which this gimbal does not have.
   const int mode = request.rotationmode();
@@ -68,11 +67,10 @@ void Gimbal::Rotate(const channel::channelTopicMessage& envelope,
   sender->Send(channel::CHANNEL_TOPIC_TYPE_GIMBAL_ATTITUDE_INFO, attitude_);
 }
 
-void Gimbal::SetMode(const channel::channelTopicMessage& envelope,
-                     ChannelSender* sender) {
+void Gimbal::SetMode(ChannelSender* sender) {
   gimbal::UavSetModeReqMessage request;
   std::string reason;
-  if (!UnpackTopic(envelope, &request, &reason)) return Refuse(reason);
+  if (!UnpackTopic(envelope_, &request, &reason)) return Refuse(reason);
   if (!gimbal::eUAVGimbalMode_IsValid(request.mode())) {
     transcript_.Say("refuses mode " + std::to_string(request.mode()) +
                     ", which eUAVGimbalMode does not declare");

@@ -18,13 +18,12 @@ class Gimbal {
   void Handle(const std::string& datagram, ChannelSender* sender);
 
  private:
-  void Rotate(const zorvik::channel::channelTopicMessage& envelope,
-              ChannelSender* sender);
-  void SetMode(const zorvik::channel::channelTopicMessage& envelope,
-               ChannelSender* sender);
+  void Rotate(ChannelSender* sender);
+  void SetMode(ChannelSender* sender);
   void Refuse(const std::string& reason) const;
 
   const Transcript transcript_;
+  zorvik::channel::channelTopicMessage envelope_;  // The one being handled.
   zorvik::gimbal::UavGimbalAttitudeInformationReport attitude_;
   zorvik::gimbal::UavGimbalSystemStateReport state_;
 };

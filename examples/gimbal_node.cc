@@ -179,6 +179,7 @@ void Upload(ServiceLink* link) {
       Answer(COMPONENT_ID_STREAM, stream::SERVICE_ID_STREAM_UPLOAD));
 
   size_t sent = 0;
+  stream::responseData piece;  // Keeps its memory from piece to piece.
   while (sent < file.size()) {
     const auto wanted = link->Expect<stream::requestData>(
         Request(COMPONENT_ID_STREAM, stream::SERVICE_ID_STREAM_REQUEST));
@@ -187,11 +188,10 @@ void Upload(ServiceLink* link) {
         wanted.offset() < 0 || wanted.offset() >= upload.stream_size()) {
       throw std::runtime_error("asked for a piece that does not exist");
     }
-    stream::responseData piece;
     piece.set_offset(wanted.offset());
     piece.set_session(wanted.session());
-    piece.set_data(file.substr(static_cast<size_t>(wanted.offset()),
-                               static_cast<size_t>(wanted.length())));
+    piece.mutable_data()->assign(file, static_cast<size_t>(wanted.offset()),
+                                 static_cast<size_t>(wanted.length()));
     piece.set_length(static_cast<int>(piece.data().size()));
     link->Send(Report(COMPONENT_ID_STREAM, stream::REPORT_ID_STREAM_DATA),
                piece);
