@@ -118,7 +118,7 @@ def summary(times, rival):
         ratios = [a / b for a, b in zip(by_name["library"], by_name[rival])]
         names = [direction, f"{direction}, {form}"]
         if message in ("hardSync", "rotate"):
-            names.append(f"{direction}, nested")
+            names.append(f"{direction}, nested, {form}")
         for name in names:
             groups.setdefault(name, []).append(ratios)
     return {name: dict(spread([geometric_mean(column) for column in zip(*rows)]),
