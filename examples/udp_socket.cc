@@ -8,9 +8,13 @@
 #include <cerrno>
 #include <system_error>
 
+#include "capture.h"
+
 namespace {
 
 constexpr size_t kLargestDatagram = 65507;
+
+std::optional<Capture> capture;
 
 [[noreturn]] void Fail(const std::string& what) {
   throw std::system_error(errno, std::generic_category(), what);
@@ -51,13 +55,17 @@ UdpSocket::UdpSocket(uint16_t port) : fd_(Opened()) {
 
 UdpSocket::~UdpSocket() { close(fd_); }
 
-uint16_t UdpSocket::port() const {
+void UdpSocket::CaptureInto(const std::string& path) { capture.emplace(path); }
+
+uint16_t UdpSocket::port() const { return ntohs(address().sin_port); }
+
+Address UdpSocket::address() const {
   Address address = {};
   socklen_t size = sizeof address;
   if (getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-    Fail("cannot ask a socket for its port");
+    Fail("cannot ask a socket for its address");
   }
-  return ntohs(address.sin_port);
+  return address;
 }
 
 void UdpSocket::Send(const std::string& bytes, const Address& to) {
@@ -67,6 +75,7 @@ void UdpSocket::Send(const std::string& bytes, const Address& to) {
   if (sent != static_cast<ssize_t>(bytes.size())) {
     Fail("cannot send to UDP port " + std::to_string(ntohs(to.sin_port)));
   }
+  if (capture) capture->Add(address(), to, bytes);
 }
 
 std::optional<Datagram> UdpSocket::Receive(std::chrono::milliseconds wait) {
@@ -80,6 +89,7 @@ std::optional<Datagram> UdpSocket::Receive(std::chrono::milliseconds wait) {
                reinterpret_cast<sockaddr*>(&datagram.from), &size);
   if (received < 0) Fail("cannot receive a datagram");
   datagram.bytes.resize(static_cast<size_t>(received));
+  if (capture) capture->Add(datagram.from, address(), datagram.bytes);
   return datagram;
 }
 

@@ -29,6 +29,10 @@ class UdpSocket {
   UdpSocket(const UdpSocket&) = delete;
   UdpSocket& operator=(const UdpSocket&) = delete;
 
+  // From here on, all sockets of this program add what they send and receive
+  // to a capture file.
+  static void CaptureInto(const std::string& path);
+
   uint16_t port() const;
 
   void Send(const std::string& bytes, const Address& to);
@@ -41,6 +45,8 @@ class UdpSocket {
   bool IsFirst(const UdpSocket& other, std::chrono::milliseconds wait) const;
 
  private:
+  Address address() const;
+
   const int fd_;
 };
 
