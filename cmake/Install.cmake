@@ -12,7 +12,9 @@ install(FILES ${headers}
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ZorvikPBProto
   COMPONENT development)
 list(TRANSFORM schemas PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/proto/ OUTPUT_VARIABLE schema_paths)
-install(FILES ${schema_paths} ${descriptor_set}
+# The script for Wireshark reads the schemas beside it.
+install(FILES
+    ${schema_paths} ${descriptor_set} examples/wireshark/zorvik.lua
   DESTINATION ${CMAKE_INSTALL_DATADIR}/ZorvikPBProto
   COMPONENT development)
 

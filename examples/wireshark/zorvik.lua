@@ -1,0 +1,179 @@
+-- Shows the channel envelope in Wireshark and tshark: one UDP datagram, one
+-- zorvik.channel.channelTopicMessage.
+--
+-- Wireshark's own protobuf dissector does the decoding and takes all names from
+-- the schemas, which must be in its search paths. This script brings what that
+-- dissector cannot know: which datagrams are ours, that the value of an Any is
+-- the message which its type URL names, and that a plain number is an enum's
+-- where the schema says so. It reads the schemas in its own folder for that.
+
+local envelope_type = "zorvik.channel.channelTopicMessage"
+local folder = debug.getinfo(1, "S").source:match("^@(.*)[/\\]") or "."
+
+-- Enums by full name; each value by number: its name, and the messages that the
+-- tags @carries and @answer give it. Other scripts find it all in _G.zorvik.
+local zorvik = {enums = {}}
+_G.zorvik = zorvik
+-- Full names of the enums whose numbers plain fields carry, by the full name of
+-- the field.
+local enum_of_field = {}
+
+local function read_schema(path)
+  local file = path:match("[^/\\]+$")
+  local package, enum, message
+  local tags, comment = {}, ""
+  for line in io.lines(path) do
+    local tag, value = line:match("^%s*//%s*@(%w+)%s+(%S+)")
+    if tag then
+      tags[tag] = value
+    elseif line:match("^%s*//") then
+      comment = comment .. line
+    else
+      local kind, name = line:match("^(%w+)%s+([%w_.]+)%s*[{;]")
+      if kind == "package" then
+        package = name
+      elseif kind == "enum" then
+        enum = {file = file}
+        zorvik.enums[package .. "." .. name] = enum
+      elseif kind == "message" then
+        message = package .. "." .. name
+      elseif line:match("^}") then
+        enum, message = nil, nil
+      end
+      local element, number = line:match("([%w_]+)%s*=%s*(%-?%d+)%s*;")
+      if element and enum then
+        enum[tonumber(number)] = {
+          name = element, carries = tags.carries, answer = tags.answer, comment = comment}
+      elseif element and message and tags.enum then
+        enum_of_field[message .. "." .. element] = tags.enum
+      end
+      tags, comment = {}, ""
+    end
+  end
+end
+
+for file in Dir.open(folder, ".proto") do
+  read_schema(folder .. "/" .. file)
+end
+assert(next(zorvik.enums), "no schemas in " .. folder .. ", where zorvik.lua is")
+
+-- The names of an enum's numbers, as Wireshark wants them.
+function zorvik.names(enum)
+  local names = {}
+  for number, value in pairs(zorvik.enums[enum]) do
+    if type(number) == "number" then names[number] = value.name end
+  end
+  return names
+end
+
+local protobuf = Dissector.get("protobuf")
+local protobuf_field = DissectorTable.get("protobuf_field")
+
+-- Shows bytes as the message of that name.
+function zorvik.dissect(message, buffer, pinfo, tree)
+  pinfo.private["pb_msg_type"] = "message," .. message
+  protobuf:call(buffer, pinfo, tree)
+end
+
+-- What the fields of the present envelope turned out to be.
+local seen = {}
+
+-- Calls handle(buffer, pinfo, tree) for the values of a field.
+local function at_field(field, protocol, handle)
+  protocol.dissector = function(buffer, pinfo, tree)
+    handle(buffer, pinfo, tree)
+    return buffer:len()
+  end
+  protobuf_field:add(field, protocol)
+end
+
+at_field("google.protobuf.Any.type_url", Proto("zorvik.any_type", "Payload type"),
+  function(buffer)
+    seen.payload = buffer:raw():match("[^/]*$")
+  end)
+at_field("google.protobuf.Any.value", Proto("zorvik.any_value", "Payload"),
+  function(buffer, pinfo, tree)
+    if seen.payload then zorvik.dissect(seen.payload, buffer, pinfo, tree) end
+  end)
+
+-- A protocol for each enum, whose one field shows number and name.
+local function protocol_of_enum(enum)
+  local protocol = Proto(enum, enum)
+  local field = ProtoField.int32(enum, enum:match("[^.]+$"), base.DEC, zorvik.names(enum))
+  protocol.fields = {field}
+  return protocol, function(buffer, _, tree)
+    local number, weight, start = 0, 1, 0
+    for i = 0, buffer:len() - 1 do  -- A repeated field holds several varints.
+      local byte = buffer(i, 1):uint()
+      -- A 32-bit field keeps the low 32 bits of what it receives.
+      number = (number + byte % 128 * weight) % 2 ^ 32
+      weight = weight * 128 % 2 ^ 32
+      if byte < 128 then
+        if number >= 2 ^ 31 then number = number - 2 ^ 32 end
+        tree:add(field, buffer(start, i + 1 - start), number)
+        seen[enum] = number
+        number, weight, start = 0, 1, i + 1
+      end
+    end
+  end
+end
+
+local protocols = {}
+for field, enum in pairs(enum_of_field) do
+  protocols[enum] = protocols[enum] or {protocol_of_enum(enum)}
+  at_field(field, protocols[enum][1], protocols[enum][2])
+end
+
+local envelope = Proto("zorvik", "Zorvik channel")
+local wrong_payload = ProtoExpert.new("zorvik.wrong_payload",
+  "The payload is not the message that the topic type carries",
+  expert.group.PROTOCOL, expert.severity.WARN)
+local no_schemas = ProtoExpert.new("zorvik.no_schemas",
+  "Add " .. folder .. " and the folder of google/protobuf/any.proto to the protobuf search paths",
+  expert.group.UNDECODED, expert.severity.WARN)
+envelope.experts = {wrong_payload, no_schemas}
+envelope.prefs.ports = Pref.range("UDP ports", "",
+  "Ports whose datagrams are envelopes. Those with a payload are found on any port.", 65535)
+
+local topic_types = enum_of_field[envelope_type .. ".topic_type"]
+
+function envelope.dissector(buffer, pinfo, tree)
+  seen = {}
+  pinfo.cols.protocol = "Zorvik"
+  local branch = tree:add(envelope, buffer())
+  zorvik.dissect(envelope_type, buffer, pinfo, branch)
+  pinfo.cols.protocol = "Zorvik"
+  local number = seen[topic_types] or 0
+  local topic = zorvik.enums[topic_types][number] or {name = "topic type " .. number}
+  pinfo.cols.info = topic.name .. ": " .. (seen.payload or "no payload")
+  branch:append_text(", " .. topic.name)
+  if topic.carries and seen.payload ~= topic.carries then
+    branch:add_proto_expert_info(wrong_payload,
+      topic.name .. " carries " .. topic.carries .. ", not " .. (seen.payload or "nothing"))
+  end
+  if not next(seen) and buffer(0, 1):uint() == 0x08 then
+    branch:add_proto_expert_info(no_schemas)
+  end
+  return buffer:len()
+end
+
+local udp_ports = DissectorTable.get("udp.port")
+udp_ports:add_for_decode_as(envelope)
+local ports = envelope.prefs.ports
+function envelope.prefs_changed()
+  if ports ~= "" then udp_ports:remove(ports, envelope) end
+  ports = envelope.prefs.ports
+  if ports ~= "" then udp_ports:add(ports, envelope) end
+end
+
+-- An envelope is known by the type URL of its payload, and by beginning with one
+-- of its own tags: other messages may hold an envelope.
+envelope:register_heuristic("udp", function(buffer, pinfo, tree)
+  local bytes = buffer:raw()
+  if not bytes:match("^[\8\16\24\34]") or not bytes:find("/zorvik.", 1, true) then
+    return false
+  end
+  pinfo.conversation = envelope
+  envelope.dissector(buffer, pinfo, tree)
+  return true
+end)
