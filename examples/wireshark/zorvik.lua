@@ -145,8 +145,10 @@ function envelope.dissector(buffer, pinfo, tree)
   pinfo.cols.protocol = "Zorvik"
   local number = seen[topic_types] or 0
   local topic = zorvik.enums[topic_types][number] or {name = "topic type " .. number}
-  pinfo.cols.info = topic.name .. ": " .. (seen.payload or "no payload")
-  branch:append_text(", " .. topic.name)
+  local summary = topic.name .. ": " .. (seen.payload or "no payload")
+  if not next(seen) then summary = "neither topic type nor payload" end
+  pinfo.cols.info = summary
+  branch:append_text(", " .. summary)
   if topic.carries and seen.payload ~= topic.carries then
     branch:add_proto_expert_info(wrong_payload,
       topic.name .. " carries " .. topic.carries .. ", not " .. (seen.payload or "nothing"))

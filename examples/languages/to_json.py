@@ -1,0 +1,21 @@
+"""Prints an encoded message as JSON. Knows no schema but those of the
+descriptor set that it is given, and takes every payload from there.
+
+usage: to_json.py DESCRIPTOR_SET FULL_NAME FILE
+"""
+
+import sys
+
+from google.protobuf import descriptor_pb2, descriptor_pool, json_format
+from google.protobuf import message_factory
+
+descriptor_set, full_name, path = sys.argv[1:]
+pool = descriptor_pool.DescriptorPool()
+with open(descriptor_set, "rb") as file:
+    for schema in descriptor_pb2.FileDescriptorSet.FromString(file.read()).file:
+        pool.Add(schema)
+factory = message_factory.MessageFactory(pool)
+message_type = factory.GetPrototype(pool.FindMessageTypeByName(full_name))
+with open(path, "rb") as file:
+    message = message_type.FromString(file.read())
+print(json_format.MessageToJson(message, descriptor_pool=pool, indent=None))
