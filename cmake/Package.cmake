@@ -1,0 +1,63 @@
+# Debian packages: cpack makes libzorvikpbproto2 and libzorvikpbproto-dev.
+#
+# Some of CPack's own ways do not work here: generated shlibs ignore components
+# and add maintainer scripts, and the scan for dependencies leaves them out when
+# crossing. So both are written down; the tests compare them with what
+# dpkg-shlibdeps finds.
+set(package_files ${CMAKE_CURRENT_BINARY_DIR}/debian)
+set(CPACK_GENERATOR DEB)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_ALL runtime development)
+set(CPACK_COMPONENTS_GROUPING IGNORE)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE
+  GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+
+set(CPACK_PACKAGE_CONTACT "ZorvikPBProto maintainers <maintainers@zorvik.example>")
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS OFF)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+if(CMAKE_LIBRARY_ARCHITECTURE STREQUAL "arm-linux-gnueabihf")
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
+endif()
+
+set(runtime_package libzorvikpbproto${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime_package})
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
+  "message vocabulary of the Zorvik aircraft (library)
+ The messages that an unmanned aircraft, its payload devices and the
+ applications on the ground exchange, as classes of one shared library.")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS
+  "libc6 (>= 2.14), libgcc-s1 (>= 3.5), libprotobuf32 (>= 3.21.12), libprotobuf-lite32 (>= 3.21.12), libstdc++6 (>= 5)")
+file(CONFIGURE OUTPUT ${package_files}/shlibs
+  CONTENT "libZorvikPBProto @PROJECT_VERSION_MAJOR@ @runtime_package@ (>= @PROJECT_VERSION@)\n"
+  @ONLY)
+file(WRITE ${package_files}/triggers "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
+  "${package_files}/shlibs;${package_files}/triggers")
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libzorvikpbproto-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
+  "message vocabulary of the Zorvik aircraft (development files)
+ The headers of the library, the schemas they are generated from, a descriptor
+ set of the schemas, and what CMake and pkg-config need to find them.")
+# protobuf-api-32-0 is the interface that the headers are generated for.
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+  "${runtime_package} (= ${PROJECT_VERSION}), libprotobuf-dev (>= 3.21.12), protobuf-api-32-0")
+
+file(COPY cmake/debian/changelog DESTINATION ${package_files})
+execute_process(
+  COMMAND gzip --best --no-name --force ${package_files}/changelog
+  COMMAND_ERROR_IS_FATAL ANY)
+foreach(component runtime development)
+  string(TOUPPER ${component} upper)
+  install(FILES cmake/debian/copyright ${package_files}/changelog.gz
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}
+    COMPONENT ${component})
+endforeach()
+
+include(CPack)
