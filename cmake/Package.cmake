@@ -19,8 +19,10 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS OFF)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(system_depends "libc6 (>= 2.14), libgcc-s1 (>= 3.0)")
 if(CMAKE_LIBRARY_ARCHITECTURE STREQUAL "arm-linux-gnueabihf")
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
+  set(system_depends "libc6 (>= 2.4), libgcc-s1 (>= 3.5)")
 endif()
 
 set(runtime_package libzorvikpbproto${PROJECT_VERSION_MAJOR})
@@ -31,7 +33,7 @@ set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
  The messages that an unmanned aircraft, its payload devices and the
  applications on the ground exchange, as classes of one shared library.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS
-  "libc6 (>= 2.14), libgcc-s1 (>= 3.5), libprotobuf32 (>= 3.21.12), libprotobuf-lite32 (>= 3.21.12), libstdc++6 (>= 5)")
+  "${system_depends}, libprotobuf-lite32 (>= 3.21.12), libprotobuf32 (>= 3.21.12), libstdc++6 (>= 5)")
 file(CONFIGURE OUTPUT ${package_files}/shlibs
   CONTENT "libZorvikPBProto @PROJECT_VERSION_MAJOR@ @runtime_package@ (>= @PROJECT_VERSION@)\n"
   @ONLY)
