@@ -1,0 +1,130 @@
+#include "check.h"
+
+#include <google/protobuf/any.pb.h>
+#include <google/protobuf/arena.h>
+#include <google/protobuf/text_format.h>
+#include <google/protobuf/util/json_util.h>
+#include <google/protobuf/util/message_differencer.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+namespace {
+
+namespace pb = google::protobuf;
+using pb::util::MessageDifferencer;
+
+std::unique_ptr<pb::Message> Copy(const pb::Message& message) {
+  std::unique_ptr<pb::Message> copy(message.New());
+  copy->CopyFrom(message);
+  return copy;
+}
+
+// Whether the messages are the same but for what a form cannot tell apart: a
+// NaN from another NaN and, where the caller says so, a zero from none.
+bool AreSame(const pb::Message& a, const pb::Message& b,
+             MessageDifferencer::MessageFieldComparison absence) {
+  pb::util::DefaultFieldComparator comparator;
+  comparator.set_treat_nan_as_equal(true);
+  MessageDifferencer differencer;
+  differencer.set_field_comparator(&comparator);
+  differencer.set_message_field_comparison(absence);
+  return differencer.Compare(a, b);
+}
+
+void CheckBytes(const pb::Message& message) {
+  const std::string bytes = message.SerializeAsString();
+  Require(message.ByteSizeLong() == bytes.size(), "size", message);
+  const std::unique_ptr<pb::Message> parsed(message.New());
+  Require(parsed->ParseFromString(bytes), "parsing again", message);
+  Require(AreSame(*parsed, message, MessageDifferencer::EQUAL), "round trip",
+          message);
+  Require(parsed->SerializeAsString() == bytes, "writing again", message);
+
+  Require(Copy(message)->SerializeAsString() == bytes, "copy", message);
+  pb::Arena arena;
+  pb::Message* on_arena = message.New(&arena);
+  on_arena->CopyFrom(message);
+  Require(on_arena->SerializeAsString() == bytes, "copy on an arena", message);
+
+  // Encodings one after the other read as a merge of their messages.
+  on_arena->MergeFrom(message);
+  Require(parsed->ParseFromString(bytes + bytes), "parsing twice", message);
+  Require(parsed->SerializeAsString() == on_arena->SerializeAsString(), "merge",
+          message);
+}
+
+void CheckText(const pb::Message& known) {
+  std::string text;
+  Require(pb::TextFormat::PrintToString(known, &text), "printing", known);
+  const std::unique_ptr<pb::Message> parsed(known.New());
+  Require(pb::TextFormat::ParseFromString(text, parsed.get()), "reading text",
+          known);
+  Require(AreSame(*parsed, known, MessageDifferencer::EQUAL), "text", known);
+}
+
+// Drops the unknown fields in payloads, payloads of payloads included. False
+// when a payload is malformed, is none of the library's messages or is named
+// otherwise than this library does it.
+bool KeepKnownPayloads(pb::Message* message) {
+  message->DiscardUnknownFields();
+  std::vector<const pb::FieldDescriptor*> fields;
+  message->GetReflection()->ListFields(*message, &fields);
+  for (const pb::FieldDescriptor* field : fields) {
+    if (field->message_type() != pb::Any::descriptor()) continue;
+    auto* any = static_cast<pb::Any*>(
+        message->GetReflection()->MutableMessage(message, field));
+    std::string name;
+    if (!pb::Any::ParseAnyTypeUrl(any->type_url(), &name)) return false;
+    const pb::Descriptor* type =
+        pb::DescriptorPool::generated_pool()->FindMessageTypeByName(name);
+    if (type == nullptr || name.rfind("zorvik.", 0) != 0 ||
+        any->type_url() != "type.googleapis.com/" + name) {
+      return false;
+    }
+    const std::unique_ptr<pb::Message> payload(
+        pb::MessageFactory::generated_factory()->GetPrototype(type)->New());
+    if (!any->UnpackTo(payload.get()) || !KeepKnownPayloads(payload.get())) {
+      return false;
+    }
+    any->set_value(payload->SerializeAsString());
+  }
+  return true;
+}
+
+void CheckJson(const pb::Message& known) {
+  const std::unique_ptr<pb::Message> plain = Copy(known);
+  // A payload of an unknown type or of another prefix has no JSON form, and the
+  // runtime's own types have special ones. On a malformed payload the runtime's
+  // converter may never come to an end, see docs/security.md.
+  if (!KeepKnownPayloads(plain.get())) return;
+  std::string json;
+  Require(pb::util::MessageToJsonString(*plain, &json).ok(), "writing JSON",
+          known);
+  const std::unique_ptr<pb::Message> parsed(known.New());
+  Require(pb::util::JsonStringToMessage(json, parsed.get()).ok(),
+          "reading JSON", known);
+  // JSON's zero has no sign, so negative zero comes back as nothing.
+  Require(AreSame(*parsed, *plain, MessageDifferencer::EQUIVALENT), "JSON",
+          known);
+}
+
+}  // namespace
+
+void Require(bool condition, const char* what, const pb::Message& message) {
+  if (condition) return;
+  std::fprintf(stderr, "%s fails: %s\n%s\n", message.GetTypeName().c_str(),
+               what, message.DebugString().c_str());
+  std::abort();
+}
+
+void CheckForms(const pb::Message& message) {
+  CheckBytes(message);
+  // Neither text nor JSON can hold unknown fields.
+  const std::unique_ptr<pb::Message> known = Copy(message);
+  known->DiscardUnknownFields();
+  CheckText(*known);
+  CheckJson(*known);
+}

@@ -1,0 +1,33 @@
+// Any of the library's messages, from hostile bytes: what parses can be
+// written, read, copied, merged and shown; what does not leaves an object that
+// is fit for use.
+#include <google/protobuf/message.h>
+
+#include "check.h"
+#include "picked_message.h"
+#include "support/vocabulary.h"
+
+namespace pb = google::protobuf;
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  // Invalid UTF-8 would be logged at every turn.
+  pb::SetLogHandler(nullptr);
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  if (size < kPickSize) return 0;
+  const std::unique_ptr<pb::Message> message = NewMessage(Picked(data));
+  if (message->ParseFromArray(data + kPickSize,
+                              static_cast<int>(size - kPickSize))) {
+    CheckForms(*message);
+    return 0;
+  }
+  // What was read before the fault stays in the message.
+  Require(message->SerializeAsString().size() == message->ByteSizeLong(),
+          "size after a fault", *message);
+  message->Clear();
+  Require(message->SerializeAsString().empty(), "clearing after a fault",
+          *message);
+  return 0;
+}
