@@ -1,0 +1,27 @@
+// How much memory hostile bytes can make the parser of a message take.
+#ifndef TESTS_SUPPORT_PARSE_MEMORY_H_
+#define TESTS_SUPPORT_PARSE_MEMORY_H_
+
+#include <google/protobuf/descriptor.h>
+
+#include <string>
+
+// What the first element of a list and the first unknown field may take in
+// addition, whatever the length of the input.
+constexpr size_t kFirstElements = 256;
+
+struct ParseMemory {
+  // Bytes taken from the heap at one time, less kFirstElements, per byte of
+  // input.
+  double factor = 0;
+  std::string content;  // What the input repeats.
+};
+
+// The worst that was found for a message, whether it takes the input or refuses
+// it. Tries everything that a sender can repeat in it: each of its fields, with
+// whatever inside costs most, and fields that it does not know. Inputs go up to
+// the given length.
+ParseMemory WorstParse(const google::protobuf::Descriptor* type,
+                       size_t max_length);
+
+#endif  // TESTS_SUPPORT_PARSE_MEMORY_H_
