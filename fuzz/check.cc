@@ -122,6 +122,9 @@ void Require(bool condition, const char* what, const pb::Message& message) {
 
 void CheckForms(const pb::Message& message) {
   CheckBytes(message);
+  // What logs show: it looks into payloads and unknown fields.
+  Require(message.DebugString().empty() == (message.ByteSizeLong() == 0),
+          "text for people", message);
   // Neither text nor JSON can hold unknown fields.
   const std::unique_ptr<pb::Message> known = Copy(message);
   known->DiscardUnknownFields();
