@@ -19,8 +19,8 @@ namespace pb = google::protobuf;
 constexpr int kLevels = 100;
 
 // What an input may take at most: more than any factor that docs/security.md
-// states, and the first elements.
-size_t Most(size_t length) { return 100 * length + 256; }
+// states, and what it states for an input of any length.
+size_t Most(size_t length) { return 100 * length + 1024; }
 
 enum WireType { kVarint = 0, kDelimited = 2, kStart = 3, kEnd = 4 };
 

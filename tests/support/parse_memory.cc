@@ -43,9 +43,9 @@ std::string Repeated(const std::string& content, size_t times) {
   return bytes;
 }
 
-// Texts that cost one object, and one object with a block of its own: the
-// string class keeps up to 15 bytes in place.
-std::vector<std::string> Texts() { return {"x", std::string(16, 'x')}; }
+// Texts that cost one object, one object with a block of its own (the string
+// class keeps up to 15 bytes in place), and the report that this is no UTF-8.
+std::vector<std::string> Texts() { return {"x", std::string(16, 'x'), "\xff"}; }
 
 class Attacker {
  public:
@@ -70,7 +70,7 @@ class Attacker {
     const std::unique_ptr<pb::Message> message = NewMessage(type_);
     const HeapMeter meter;
     (void)message->ParseFromString(bytes);
-    const double factor = (static_cast<double>(meter.peak()) - kFirstElements) /
+    const double factor = (static_cast<double>(meter.peak()) - kFixedPart) /
                           static_cast<double>(bytes.size());
     if (factor > worst->factor) *worst = {factor, piece};
   }

@@ -6,12 +6,12 @@
 
 #include <string>
 
-// What the first element of a list and the first unknown field may take in
-// addition, whatever the length of the input.
-constexpr size_t kFirstElements = 256;
+// What a parse may take in addition, whatever the length of the input: for the
+// first element of a list, the first unknown field, the report of a fault.
+constexpr size_t kFixedPart = 1024;
 
 struct ParseMemory {
-  // Bytes taken from the heap at one time, less kFirstElements, per byte of
+  // Bytes taken from the heap at one time, less kFixedPart, per byte of
   // input.
   double factor = 0;
   std::string content;  // What the input repeats.
