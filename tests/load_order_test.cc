@@ -30,7 +30,8 @@ bool InstancesReady(const pb::internal::DescriptorTable& table) {
   for (int i = 0; i < table.num_messages; ++i) {
     // A constructed object has its table of virtual functions.
     void* vtable = nullptr;
-    std::memcpy(&vtable, table.default_instances[i], sizeof vtable);
+    const void* instance = table.default_instances[i];
+    std::memcpy(&vtable, instance, sizeof vtable);
     if (vtable == nullptr) return false;
   }
   return true;
