@@ -91,6 +91,9 @@ def main():
     shutil.copytree(HERE / "static", output)
     with (output / "site.css").open("a") as css:
         css.write(style_of_code())
+    for path, url in renderer.pictures.items():
+        (output / url).parent.mkdir(exist_ok=True)
+        shutil.copyfile(REPOSITORY / path, output / url)
     search.write(output / "search-index.js", vocabulary, guides)
 
     site = Site(output, vocabulary=vocabulary, guides=guides,

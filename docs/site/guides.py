@@ -83,6 +83,7 @@ class Renderer:
         self.guides = guides
         self.pages = {f"proto/{s.name}": s.url for s in vocabulary.schemas}
         self.pages |= {g.path: g.url for g in guides}
+        self.pictures = {}  # Path in the repository to URL in the site.
         self.names = unique_names(vocabulary)
         self.markdown = MarkdownIt(
             "commonmark", {"html": True, "highlight": code}).enable("table")
@@ -153,6 +154,8 @@ class Renderer:
         """Points links at pages of the site, or at nothing outside of it."""
         open_links = []
         for token in inline.children:
+            if token.type == "image":
+                self._picture(guide, token)
             if token.type == "link_close":
                 opening = open_links.pop()
                 token.tag = opening.tag
@@ -163,8 +166,7 @@ class Renderer:
             if re.match(r"[a-z]+:|#", target):
                 continue
             path, _, fragment = target.partition("#")
-            path = posixpath.normpath(
-                posixpath.join(posixpath.dirname(guide.path), path))
+            path = beside(guide, path)
             if path in self.pages:
                 token.attrs["href"] = f"../{self.pages[path]}" + (
                     f"#{fragment}" if fragment else "")
@@ -175,6 +177,14 @@ class Renderer:
             else:
                 raise SystemExit(
                     f"docs: {guide.path} links to {target}, which is not there")
+
+    def _picture(self, guide, token):
+        path = beside(guide, token.attrs["src"])
+        if not (self.repository / path).exists():
+            raise SystemExit(f"docs: {guide.path} shows {path}, "
+                             "which is not there")
+        self.pictures[path] = f"picture/{posixpath.basename(path)}"
+        token.attrs["src"] = f"../{self.pictures[path]}"
 
     def _code(self, tokens, index, _options, _env):
         text = tokens[index].content
@@ -188,6 +198,12 @@ class Renderer:
             return self._fence(tokens, index, options, env)
         return (f'<figure class="diagram" tabindex="0">'
                 f'{diagram.linked_svg("../", self.names)}</figure>')
+
+
+def beside(guide, path):
+    """A path that a guide writes down, from the root of the repository."""
+    return posixpath.normpath(
+        posixpath.join(posixpath.dirname(guide.path), path))
 
 
 def unique_names(vocabulary):
