@@ -2,18 +2,16 @@
 // languages share.
 //
 // usage: make_seeds message|channel FOLDER_OF_THE_VECTORS FOLDER
-#include <google/protobuf/struct.pb.h>
-#include <google/protobuf/util/json_util.h>
 
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iostream>
 #include <set>
-#include <sstream>
 
 #include "channelMessage.pb.h"
 #include "picked_message.h"
+#include "support/vectors.h"
 #include "support/vocabulary.h"
 #include "topics.h"
 
@@ -22,31 +20,18 @@ namespace {
 namespace pb = google::protobuf;
 namespace fs = std::filesystem;
 
-// Calls back with every encoding in a file of vectors, good ones and bad ones.
+// Calls back with every encoding in a schema's vectors, good ones and bad ones.
 void ForEachEncoding(
-    const fs::path& path,
+    const fs::path& folder, const pb::FileDescriptor* schema,
     const std::function<void(const pb::Descriptor*, const std::string&)>& use) {
-  std::stringstream json;
-  json << std::ifstream(path).rdbuf();
-  pb::Struct content;
-  if (!pb::util::JsonStringToMessage(json.str(), &content).ok()) {
-    throw std::runtime_error("cannot read " + path.string());
-  }
-  for (const pb::Value& item :
-       content.fields().at("vectors").list_value().values()) {
-    const auto& vector = item.struct_value().fields();
+  for (const Vector& vector : ReadVectors(folder, schema)) {
     const pb::Descriptor* type =
-        pb::DescriptorPool::generated_pool()->FindMessageTypeByName(
-            vector.at("message").string_value());
+        schema->pool()->FindMessageTypeByName(vector.Text("message"));
     for (const char* key : {"hex", "input"}) {
-      if (!vector.contains(key)) continue;
-      use(type, FromHex(vector.at(key).string_value()));
+      if (vector.Has(key)) use(type, FromHex(vector.Text(key)));
     }
     for (const char* key : {"also", "rejects"}) {
-      if (!vector.contains(key)) continue;
-      for (const pb::Value& hex : vector.at(key).list_value().values()) {
-        use(type, FromHex(hex.string_value()));
-      }
+      for (const std::string& hex : vector.List(key)) use(type, FromHex(hex));
     }
   }
 }
@@ -79,19 +64,20 @@ std::string InEnvelope(const pb::Descriptor* type, const std::string& bytes) {
 std::set<std::string> Seeds(const std::string& target,
                             const fs::path& vectors) {
   std::set<std::string> seeds;
-  for (const auto& entry : fs::directory_iterator(vectors)) {
-    if (entry.path().extension() != ".json") continue;
-    ForEachEncoding(entry.path(), [&](const pb::Descriptor* type,
-                                      const std::string& bytes) {
-      if (target == "message") {
-        seeds.insert(PickOf(type) + bytes);
-        return;
-      }
-      seeds.insert(InEnvelope(type, bytes));
-      if (type == zorvik::channel::channelTopicMessage::descriptor()) {
-        seeds.insert(bytes);
-      }
-    });
+  for (const pb::FileDescriptor* schema : Schemas()) {
+    if (schema->message_type_count() == 0) continue;
+    ForEachEncoding(
+        vectors, schema,
+        [&](const pb::Descriptor* type, const std::string& bytes) {
+          if (target == "message") {
+            seeds.insert(PickOf(type) + bytes);
+            return;
+          }
+          seeds.insert(InEnvelope(type, bytes));
+          if (type == zorvik::channel::channelTopicMessage::descriptor()) {
+            seeds.insert(bytes);
+          }
+        });
   }
   return seeds;
 }
