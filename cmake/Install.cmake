@@ -14,7 +14,7 @@ install(FILES ${headers}
 list(TRANSFORM schemas PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/proto/ OUTPUT_VARIABLE schema_paths)
 # The script for Wireshark reads the schemas beside it.
 install(FILES
-    ${schema_paths} ${descriptor_set} examples/wireshark/zorvik.lua
+    ${schema_paths} ${descriptor_set} tools/wireshark/zorvik.lua
   DESTINATION ${CMAKE_INSTALL_DATADIR}/ZorvikPBProto
   COMPONENT development)
 

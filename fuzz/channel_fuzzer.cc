@@ -2,7 +2,7 @@
 // check the payload's type name, unpack the payload.
 #include "channelMessage.pb.h"
 #include "check.h"
-#include "support/vocabulary.h"
+#include "support/schemas.h"
 #include "topics.h"
 
 namespace {

@@ -11,8 +11,9 @@
 
 #include "channelMessage.pb.h"
 #include "picked_message.h"
-#include "support/vectors.h"
-#include "support/vocabulary.h"
+#include "support/wire_vectors.h"
+#include "support/hex.h"
+#include "support/schemas.h"
 #include "topics.h"
 
 namespace {
@@ -24,7 +25,7 @@ namespace fs = std::filesystem;
 void ForEachEncoding(
     const fs::path& folder, const pb::FileDescriptor* schema,
     const std::function<void(const pb::Descriptor*, const std::string&)>& use) {
-  for (const Vector& vector : ReadVectors(folder, schema)) {
+  for (const WireVector& vector : ReadVectors(folder, schema)) {
     const pb::Descriptor* type =
         schema->pool()->FindMessageTypeByName(vector.Text("message"));
     for (const char* key : {"hex", "input"}) {

@@ -5,7 +5,7 @@
 
 #include "check.h"
 #include "picked_message.h"
-#include "support/vocabulary.h"
+#include "support/schemas.h"
 
 namespace pb = google::protobuf;
 

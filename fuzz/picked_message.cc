@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <map>
 
-#include "support/vocabulary.h"
+#include "support/schemas.h"
 
 namespace {
 

@@ -15,7 +15,7 @@ from pygments.formatters import HtmlFormatter
 import guides as guide_pages
 import search
 from linker import ROOT, Linker
-from vocabulary import Vocabulary
+from model import Vocabulary
 from wire import attach_examples
 
 HERE = Path(__file__).resolve().parent

@@ -6,7 +6,7 @@ import struct
 
 from google.protobuf import descriptor_pb2
 
-from vocabulary import LENGTH_DELIMITED, WIRE_TYPES
+from model import LENGTH_DELIMITED, WIRE_TYPES
 
 Proto = descriptor_pb2.FieldDescriptorProto
 

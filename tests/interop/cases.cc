@@ -13,8 +13,9 @@
 
 #include "support/fill.h"
 #include "support/random_fill.h"
-#include "support/vectors.h"
-#include "support/vocabulary.h"
+#include "support/wire_vectors.h"
+#include "support/hex.h"
+#include "support/schemas.h"
 
 namespace {
 
@@ -100,7 +101,7 @@ Case Readable(std::string origin, const pb::Descriptor* type,
 void AddVectors(const std::filesystem::path& folder, std::vector<Case>* cases) {
   for (const pb::FileDescriptor* schema : Schemas()) {
     if (schema->message_type_count() == 0) continue;
-    for (const Vector& vector : ReadVectors(folder, schema)) {
+    for (const WireVector& vector : ReadVectors(folder, schema)) {
       const std::string origin = "vector \"" + vector.Text("name") + '"';
       const pb::Descriptor* type =
           pb::DescriptorPool::generated_pool()->FindMessageTypeByName(

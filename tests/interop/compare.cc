@@ -9,7 +9,8 @@
 #include <algorithm>
 #include <set>
 
-#include "support/vocabulary.h"
+#include "support/hex.h"
+#include "support/schemas.h"
 
 namespace {
 

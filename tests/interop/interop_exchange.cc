@@ -19,7 +19,8 @@
 
 #include "interop/cases.h"
 #include "interop/compare.h"
-#include "support/vocabulary.h"
+#include "support/hex.h"
+#include "support/schemas.h"
 
 namespace {
 

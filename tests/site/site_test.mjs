@@ -6,7 +6,7 @@ import { chromium } from 'playwright-core';
 
 import { launchOptions } from '../../docs/site/browser.mjs';
 import { enums, generatedClass, messages, pages, site, values, vectors }
-  from './vocabulary.mjs';
+  from './schema_text.mjs';
 
 let browser;
 let page;

@@ -8,7 +8,7 @@
 #include <limits>
 #include <string>
 
-#include "support/vocabulary.h"
+#include "support/schemas.h"
 
 namespace {
 

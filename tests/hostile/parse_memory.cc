@@ -1,0 +1,94 @@
+// How much memory hostile bytes can make the parser take: measures the worst
+// case of every message.
+//
+// usage: parse_memory               prints the table of docs/security.md
+//        parse_memory --check FILE  fails where a schema takes more than FILE
+//                                   states, or is not stated
+#include "hostile/worst_parse.h"
+
+#include <cmath>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <sstream>
+
+#include "support/hex.h"
+#include "support/schemas.h"
+
+namespace {
+
+namespace pb = google::protobuf;
+
+// What a list takes per byte is the same at every doubling; this is enough of
+// them.
+constexpr size_t kMaxLength = 16384;
+
+// The worst message of a schema.
+struct Worst {
+  const pb::Descriptor* type = nullptr;
+  ParseMemory memory;
+};
+
+std::map<std::string, Worst> Measure() {
+  std::map<std::string, Worst> worst;
+  for (const pb::Descriptor* type : Messages()) {
+    Worst& of_schema = worst[type->file()->name()];
+    const ParseMemory memory = WorstParse(type, kMaxLength);
+    if (memory.factor > of_schema.memory.factor) of_schema = {type, memory};
+  }
+  return worst;
+}
+
+void PrintTable() {
+  std::cout << "| Schema | Factor | Worst message | Its worst input repeats |\n"
+               "|---|---|---|---|\n";
+  for (const auto& [schema, worst] : Measure()) {
+    std::cout << "| " << schema << " | " << std::ceil(worst.memory.factor)
+              << " | `" << worst.type->name() << "` | `"
+              << ToHex(worst.memory.content) << "` |\n";
+  }
+}
+
+// The factor that the table states for each schema.
+std::map<std::string, double> ReadTable(const std::string& path) {
+  std::map<std::string, double> stated;
+  std::ifstream file(path);
+  for (std::string line; std::getline(file, line);) {
+    std::istringstream words(line);
+    std::string schema;
+    char bar;
+    double factor;
+    if (words >> bar >> schema >> bar >> factor && bar == '|') {
+      stated[schema] = factor;
+    }
+  }
+  return stated;
+}
+
+int Check(const std::string& path) {
+  std::map<std::string, double> stated = ReadTable(path);
+  int faults = 0;
+  for (const auto& [schema, worst] : Measure()) {
+    if (worst.memory.factor <= stated[schema]) continue;
+    ++faults;
+    std::cerr << schema << " takes up to " << worst.memory.factor
+              << " bytes per byte of input, and " << path << " states "
+              << stated[schema] << '\n';
+  }
+  return faults == 0 ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // Inputs with invalid UTF-8 are among the worst: their reports are counted,
+  // but need not be seen.
+  pb::SetLogHandler(nullptr);
+  if (argc == 3 && std::string(argv[1]) == "--check") return Check(argv[2]);
+  if (argc != 1) {
+    std::cerr << "usage: parse_memory [--check FILE]\n";
+    return 2;
+  }
+  PrintTable();
+  return 0;
+}

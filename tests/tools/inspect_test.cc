@@ -1,0 +1,92 @@
+// Where inspect finds a fault, the runtime refuses the message, and the other
+// way round: over all messages, cut short anywhere and with any byte changed.
+#include <google/protobuf/dynamic_message.h>
+#include <gtest/gtest.h>
+
+#include "inspect/wire.h"
+#include "support/fill.h"
+#include "support/hex.h"
+#include "support/captured_log.h"
+#include "support/schemas.h"
+
+namespace {
+
+namespace pb = google::protobuf;
+
+class InspectTest : public testing::Test {
+ protected:
+  InspectTest() : lookup_(DESCRIPTOR_SET) {}
+
+  // Expects the same verdict of both. A payload is no concern of the runtime's.
+  void Compare(const pb::Descriptor* type, const std::string& bytes) {
+    const CapturedLog log;  // The runtime says so when text is not UTF-8.
+    const std::optional<Fault> fault = FindFault(
+        bytes, lookup_.FindMessage(type->full_name()), lookup_);
+    const bool parses = NewMessage(type)->ParseFromString(bytes);
+    EXPECT_LE(fault ? fault->offset : 0, bytes.size());
+    EXPECT_EQ(parses, !fault) << type->full_name() << ' ' << ToHex(bytes)
+                              << (fault ? fault->reason : "");
+  }
+
+  std::optional<Fault> FaultOf(const std::string& type,
+                               const std::string& hex) {
+    return FindFault(FromHex(hex), lookup_.FindMessage(type), lookup_);
+  }
+
+  Lookup lookup_;
+};
+
+TEST_F(InspectTest, AgreesWithTheRuntime) {
+  for (const pb::Descriptor* type : Messages()) {
+    for (const Fill fill : {Fill::kSmall, Fill::kLowest}) {
+      const auto message = NewMessage(type);
+      FillMessage(message.get(), fill);
+      const std::string bytes = Encode(*message);
+      for (size_t i = 0; i < bytes.size(); ++i) {
+        Compare(type, bytes.substr(0, i));
+        for (const int change : {0x01, 0x02, 0x04, 0x07, 0x80, 0xff}) {
+          std::string changed = bytes;
+          changed[i] = static_cast<char>(changed[i] ^ change);
+          Compare(type, changed);
+        }
+        if (HasFailure()) return;  // One is enough to read.
+      }
+    }
+  }
+}
+
+TEST_F(InspectTest, NamesThePlace) {
+  const struct {
+    const char* type;
+    const char* hex;
+    size_t offset;
+    const char* reason;
+  } kCases[] = {
+      {"channel.channelTopicMessage", "08 a4", 1, "inside a number"},
+      {"channel.channelTopicMessage", "08 01 00", 2, "valid field number"},
+      {"channel.channelTopicMessage", "08 01 0f", 2, "wire type 7"},
+      {"channel.channelTopicMessage", "08 01 22 05 0a", 2, "needs 5 bytes"},
+      {"channel.channelTopicMessage", "22 04 0a 02 c3 28", 4, "not UTF-8"},
+      {"channel.channelTopicMessage", "08 01 54", 2, "not open"},
+      {"channel.channelTopicMessage", "53 08 01", 3, "not closed"},
+      {"channel.channelTopicMessage", "08 ff ff ff ff ff ff ff ff ff ff 01", 1,
+       "more than ten bytes"},
+      {"gimbal.UavGimbalRotateReqMessage", "22 02 08 80", 3, "inside a number"},
+      {"camera.CameraRangeListMessage", "0a 02 01 80", 3, "inside a number"},
+      // The payload's type, "x/zorvik.power.onOffMessage", contains its bytes.
+      {"channel.channelTopicMessage",
+       "22 21 0a 1b 78 2f 7a 6f 72 76 69 6b 2e 70 6f 77 65 72 2e 6f 6e 4f 66 "
+       "66 4d 65 73 73 61 67 65 12 02 65 72",
+       33, "needs"},
+  };
+  for (const auto& vector : kCases) {
+    const auto fault =
+        FaultOf(std::string("zorvik.") + vector.type, vector.hex);
+    ASSERT_TRUE(fault) << vector.hex;
+    EXPECT_EQ(fault->offset, vector.offset) << vector.hex;
+    EXPECT_NE(fault->reason.find(vector.reason), std::string::npos)
+        << fault->reason;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,193 @@
+#include "printer.h"
+
+#include <google/protobuf/any.pb.h>
+#include <google/protobuf/text_format.h>
+#include <google/protobuf/unknown_field_set.h>
+
+#include <iomanip>
+#include <ostream>
+#include <sstream>
+#include <vector>
+
+namespace pb = google::protobuf;
+
+namespace {
+
+bool IsAny(const pb::Descriptor* type) {
+  return type != nullptr &&
+         type->full_name() == pb::Any::descriptor()->full_name();
+}
+
+std::string Hex(const std::string& bytes) {
+  if (bytes.empty()) return "(empty)";
+  std::ostringstream hex;
+  hex << std::hex << std::setfill('0');
+  for (const char byte : bytes) {
+    hex << (hex.tellp() == 0 ? "" : " ") << std::setw(2)
+        << static_cast<int>(static_cast<unsigned char>(byte));
+  }
+  return hex.str();
+}
+
+// An Any of the descriptor set as one of the runtime's.
+pb::Any ToAny(const pb::Message& message) {
+  pb::Any any;
+  any.ParseFromString(message.SerializeAsString());
+  return any;
+}
+
+std::string PayloadName(const pb::Any& any) {
+  std::string name;
+  return pb::Any::ParseAnyTypeUrl(any.type_url(), &name) ? name : "";
+}
+
+}  // namespace
+
+void Printer::Print(const pb::Message& message, int indent) {
+  std::vector<const pb::FieldDescriptor*> fields;
+  const pb::Reflection* reflection = message.GetReflection();
+  reflection->ListFields(message, &fields);
+  for (const pb::FieldDescriptor* field : fields) {
+    if (!field->is_repeated()) {
+      PrintField(message, field, -1, indent);
+      continue;
+    }
+    for (int i = 0; i < reflection->FieldSize(message, field); ++i) {
+      PrintField(message, field, i, indent);
+    }
+  }
+  PrintUnknown(reflection->GetUnknownFields(message), indent);
+  PrintMismatch(message, indent);
+}
+
+void Printer::PrintField(const pb::Message& message,
+                         const pb::FieldDescriptor* field, int index,
+                         int indent) {
+  std::ostream& line = Line(indent) << field->name();
+  if (index >= 0) line << '[' << index << ']';
+  if (field->message_type() == nullptr) {
+    line << ": " << Scalar(message, field, index) << '\n';
+    return;
+  }
+  const pb::Reflection* reflection = message.GetReflection();
+  const pb::Message& child =
+      index < 0 ? reflection->GetMessage(message, field)
+                : reflection->GetRepeatedMessage(message, field, index);
+  if (IsAny(field->message_type())) {
+    PrintPayload(child, indent);
+  } else {
+    line << ": " << field->message_type()->full_name() << '\n';
+    Print(child, indent + 1);
+  }
+}
+
+std::string Printer::Scalar(const pb::Message& message,
+                            const pb::FieldDescriptor* field, int index) const {
+  const pb::Reflection* reflection = message.GetReflection();
+  if (field->type() == pb::FieldDescriptor::TYPE_BYTES) {
+    return Hex(index < 0
+                   ? reflection->GetString(message, field)
+                   : reflection->GetRepeatedString(message, field, index));
+  }
+  std::string text;
+  const pb::EnumDescriptor* enum_type = lookup_->EnumOf(field);
+  if (enum_type == nullptr) {
+    pb::TextFormat::PrintFieldValueToString(message, field, index, &text);
+    const std::string unit = lookup_->UnitOf(field);
+    return unit.empty() ? text : text + " " + unit;
+  }
+  int number = 0;
+  if (field->enum_type() != nullptr) {
+    number = index < 0
+                 ? reflection->GetEnumValue(message, field)
+                 : reflection->GetRepeatedEnumValue(message, field, index);
+    text = std::to_string(number);
+  } else {
+    pb::TextFormat::PrintFieldValueToString(message, field, index, &text);
+    number = static_cast<int>(std::stoll(text));
+  }
+  const pb::EnumValueDescriptor* value = enum_type->FindValueByNumber(number);
+  return text + (value != nullptr
+                     ? " " + value->name()
+                     : " (not declared in " + enum_type->full_name() + ")");
+}
+
+void Printer::PrintPayload(const pb::Message& message, int indent) {
+  const pb::Any any = ToAny(message);
+  const std::string name = PayloadName(any);
+  const pb::Descriptor* type = lookup_->FindMessage(name);
+  std::string problem;
+  if (type == nullptr) {
+    problem = name.empty() ? "without a type" : "which the schemas do not have";
+  } else {
+    const auto payload = lookup_->New(type);
+    if (payload->ParseFromString(any.value())) {
+      *out_ << ": " << name << '\n';
+      Print(*payload, indent + 1);
+    } else {
+      problem = "malformed";
+    }
+  }
+  if (!problem.empty()) {
+    *out_ << ": " << (name.empty() ? "payload" : name) << ", " << problem
+          << '\n';
+    Line(indent + 1) << "value: " << Hex(any.value()) << '\n';
+  }
+  PrintUnknown(message.GetReflection()->GetUnknownFields(message), indent + 1);
+}
+
+// Says so when the message that an id stands for is not the one beside it.
+void Printer::PrintMismatch(const pb::Message& message, int indent) {
+  const pb::Descriptor* type = message.GetDescriptor();
+  const pb::Reflection* reflection = message.GetReflection();
+  std::string payload;
+  const pb::EnumValueDescriptor* id = nullptr;
+  for (int i = 0; i < type->field_count(); ++i) {
+    const pb::FieldDescriptor* field = type->field(i);
+    if (field->is_repeated()) continue;
+    if (IsAny(field->message_type())) {
+      payload = PayloadName(ToAny(reflection->GetMessage(message, field)));
+    } else if (field->type() == pb::FieldDescriptor::TYPE_INT32 &&
+               lookup_->EnumOf(field) != nullptr) {
+      id = lookup_->EnumOf(field)->FindValueByNumber(
+          reflection->GetInt32(message, field));
+    }
+  }
+  const std::string carried = id == nullptr ? "" : lookup_->CarriedBy(id);
+  if (!carried.empty() && payload != carried) {
+    Line(indent) << "! " << id->name() << " carries " << carried << ", not "
+                 << (payload.empty() ? "nothing" : payload) << '\n';
+  }
+}
+
+void Printer::PrintUnknown(const pb::UnknownFieldSet& fields, int indent) {
+  for (int i = 0; i < fields.field_count(); ++i) {
+    const pb::UnknownField& field = fields.field(i);
+    std::ostream& line = Line(indent) << "unknown field " << field.number();
+    switch (field.type()) {
+      case pb::UnknownField::TYPE_VARINT:
+        line << ", varint: " << field.varint() << '\n';
+        break;
+      case pb::UnknownField::TYPE_FIXED32:
+        line << ", 32 bits: 0x" << std::hex << field.fixed32() << std::dec
+             << '\n';
+        break;
+      case pb::UnknownField::TYPE_FIXED64:
+        line << ", 64 bits: 0x" << std::hex << field.fixed64() << std::dec
+             << '\n';
+        break;
+      case pb::UnknownField::TYPE_LENGTH_DELIMITED:
+        line << ", " << field.length_delimited().size()
+             << " bytes: " << Hex(field.length_delimited()) << '\n';
+        break;
+      case pb::UnknownField::TYPE_GROUP:
+        line << ", group\n";
+        PrintUnknown(field.group(), indent + 1);
+        break;
+    }
+  }
+}
+
+std::ostream& Printer::Line(int indent) {
+  return *out_ << std::string(2 * indent, ' ');
+}

@@ -1,0 +1,36 @@
+// Messages as text for people.
+#ifndef TOOLS_INSPECT_PRINTER_H_
+#define TOOLS_INSPECT_PRINTER_H_
+
+#include <iosfwd>
+
+#include "lookup.h"
+
+// Prints the fields that are set, one a line: name, value, the name that the
+// value has, its unit. The payload of an Any is printed as its own message;
+// unknown fields follow the known ones.
+class Printer {
+ public:
+  Printer(Lookup* lookup, std::ostream* out)
+      : lookup_(lookup), out_(out) {}
+
+  void Print(const google::protobuf::Message& message, int indent);
+
+ private:
+  void PrintField(const google::protobuf::Message& message,
+                  const google::protobuf::FieldDescriptor* field, int index,
+                  int indent);
+  void PrintPayload(const google::protobuf::Message& any, int indent);
+  void PrintUnknown(const google::protobuf::UnknownFieldSet& fields,
+                    int indent);
+  void PrintMismatch(const google::protobuf::Message& message, int indent);
+  std::string Scalar(const google::protobuf::Message& message,
+                     const google::protobuf::FieldDescriptor* field,
+                     int index) const;
+  std::ostream& Line(int indent);
+
+  Lookup* const lookup_;
+  std::ostream* const out_;
+};
+
+#endif  // TOOLS_INSPECT_PRINTER_H_

@@ -1,0 +1,23 @@
+// Finds the place where an encoded message is broken. The protobuf runtime says
+// only that it is.
+#ifndef TOOLS_INSPECT_WIRE_H_
+#define TOOLS_INSPECT_WIRE_H_
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include "lookup.h"
+
+struct Fault {
+  size_t offset;  // Of the byte at which reading could not go on.
+  std::string reason;
+};
+
+// The first fault in the encoding of a message, payloads included. Nothing when
+// all of it can be read.
+std::optional<Fault> FindFault(const std::string& bytes,
+                               const google::protobuf::Descriptor* type,
+                               const Lookup& lookup);
+
+#endif  // TOOLS_INSPECT_WIRE_H_
