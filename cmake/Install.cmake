@@ -12,11 +12,16 @@ install(FILES ${headers}
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ZorvikPBProto
   COMPONENT development)
 list(TRANSFORM schemas PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/proto/ OUTPUT_VARIABLE schema_paths)
-# The script for Wireshark reads the schemas beside it.
-install(FILES
-    ${schema_paths} ${descriptor_set} tools/wireshark/zorvik.lua
+install(FILES ${schema_paths} ${descriptor_set}
   DESTINATION ${CMAKE_INSTALL_DATADIR}/ZorvikPBProto
   COMPONENT development)
+if(ZORVIKPBPROTO_BUILD_CATALOGUE)
+  # The script for Wireshark reads the catalogue beside it.
+  install(FILES
+      ${catalogue} tools/catalogue/catalogue.schema.json tools/wireshark/zorvik.lua
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/ZorvikPBProto
+    COMPONENT development)
+endif()
 
 install(EXPORT ZorvikPBProtoTargets
   NAMESPACE ZorvikPBProto::

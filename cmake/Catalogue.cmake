@@ -1,0 +1,41 @@
+# Makes the catalogue: what the tags and comments of the schemas say, as data.
+
+# zorvik_generate_catalogue(DESCRIPTOR_SET <file> SCHEMAS <file>...
+#                           OUTPUT_VARIABLE <v>)
+#
+# Sets <v> to the files that are made, and adds the target
+# ZorvikPBProto_catalogue for them.
+function(zorvik_generate_catalogue)
+  cmake_parse_arguments(PARSE_ARGV 0 arg "" "DESCRIPTOR_SET;OUTPUT_VARIABLE" "SCHEMAS")
+  add_subdirectory(tools/catalogue)
+  if(CMAKE_CROSSCOMPILING)
+    # The generator runs here and not on the target.
+    include(ExternalProject)
+    set(build_dir ${PROJECT_BINARY_DIR}/catalogue-generator)
+    set(generator ${build_dir}/protoc-gen-zorvik)
+    ExternalProject_Add(ZorvikPBProto_catalogue_generator
+      SOURCE_DIR ${PROJECT_SOURCE_DIR}/tools/catalogue
+      BINARY_DIR ${build_dir}
+      CMAKE_ARGS -DCMAKE_BUILD_TYPE=Release
+        -DProtobuf_PROTOC_EXECUTABLE=${Protobuf_PROTOC_EXECUTABLE}
+      BUILD_ALWAYS TRUE
+      BUILD_BYPRODUCTS ${generator}
+      INSTALL_COMMAND "")
+  else()
+    set(generator protoc-gen-zorvik)
+  endif()
+
+  set(out_dir ${PROJECT_BINARY_DIR}/generated)
+  set(outputs ${out_dir}/catalogue.json ${out_dir}/catalogue.lua)
+  set(plugin $<IF:$<BOOL:${CMAKE_CROSSCOMPILING}>,${generator},$<TARGET_FILE:protoc-gen-zorvik>>)
+  add_custom_command(
+    OUTPUT ${outputs}
+    COMMAND ${Protobuf_PROTOC_EXECUTABLE} --descriptor_set_in=${arg_DESCRIPTOR_SET}
+      --plugin=protoc-gen-zorvik=${plugin}
+      --zorvik_out=version=${PROJECT_VERSION}:${out_dir} ${arg_SCHEMAS}
+    DEPENDS ${arg_DESCRIPTOR_SET} ${generator}
+    COMMENT "Generating catalogue.json"
+    VERBATIM)
+  add_custom_target(ZorvikPBProto_catalogue ALL DEPENDS ${outputs})
+  set(${arg_OUTPUT_VARIABLE} ${outputs} PARENT_SCOPE)
+endfunction()

@@ -1,0 +1,253 @@
+// What the generator takes from the comments of a schema, and what it refuses,
+// with the line at fault.
+#include "catalogue/builder.h"
+
+#include <google/protobuf/compiler/parser.h>
+#include <google/protobuf/descriptor.pb.h>
+#include <google/protobuf/io/tokenizer.h>
+#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
+#include <google/protobuf/text_format.h>
+#include <google/protobuf/util/message_differencer.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+namespace pb = google::protobuf;
+
+// A schema in which every kind of element has its tags. Cases below replace
+// lines of it.
+constexpr char kSchema[] = R"(// The file.
+// @open something
+syntax = "proto3";
+package p;
+import "google/protobuf/any.proto";
+// Components.
+// @ids component
+enum Component {
+  // None.
+  COMPONENT_NONE = 0;
+  // One.
+  COMPONENT_ONE = 7;
+}
+// Services.
+// @ids service
+// @component p.COMPONENT_ONE
+enum Service {
+  // None.
+  SERVICE_NONE = 0;
+  // Asks.
+  // @carries p.Request
+  // @answer p.Answer
+  // @answer_id p.SERVICE_TELL
+  // @open when
+  SERVICE_ASK = 1;
+  // Tells.
+  // @carries p.Answer
+  SERVICE_TELL = 2;
+  // Shows.
+  // @pairs p.Request
+  SERVICE_SHOW = 3;
+}
+// Asks,
+// in two lines.
+// @open this
+// @open that
+message Request {
+  // Which.
+  // @enum p.Component
+  int32 which = 1;
+  // How long.
+  // @unit m/s
+  uint32 length = 2;
+}
+// Answers.
+message Answer {
+  // Any.
+  repeated Request all = 3;
+}
+)";
+
+pb::FileDescriptorProto Parse(const std::string& text) {
+  pb::io::ArrayInputStream stream(text.data(), static_cast<int>(text.size()));
+  pb::io::Tokenizer tokenizer(&stream, nullptr);
+  pb::FileDescriptorProto file;
+  EXPECT_TRUE(pb::compiler::Parser().Parse(&tokenizer, &file)) << text;
+  file.set_name("p.proto");
+  return file;
+}
+
+catalogue::Catalogue Build(const std::string& text, catalogue::Faults* faults) {
+  pb::DescriptorPool pool(pb::DescriptorPool::generated_pool());
+  // The generated pool knows any.proto once it is asked for.
+  pool.FindFileByName("google/protobuf/any.proto");
+  const pb::FileDescriptor* file = pool.BuildFile(Parse(text));
+  if (file == nullptr) throw std::invalid_argument(text);
+  return catalogue::Build({file}, "1.2.3", faults);
+}
+
+TEST(Catalogue, HoldsWhatTheSchemaSays) {
+  catalogue::Catalogue expected;
+  ASSERT_TRUE(pb::TextFormat::ParseFromString(R"(
+    format: 1
+    version: "1.2.3"
+    schemas {
+      name: "p.proto" package: "p" comment: "The file." open: "something"
+    }
+    ids {
+      name: "p.COMPONENT_ONE" number: 7 enum: "p.Component" kind: "component"
+      comment: "One."
+    }
+    ids {
+      name: "p.SERVICE_ASK" number: 1 enum: "p.Service" kind: "service"
+      component: "p.COMPONENT_ONE" settled: true carries: "p.Request"
+      answer { message: "p.Answer" id: "p.SERVICE_TELL" }
+      comment: "Asks." open: "when"
+    }
+    ids {
+      name: "p.SERVICE_TELL" number: 2 enum: "p.Service" kind: "service"
+      component: "p.COMPONENT_ONE" settled: true carries: "p.Answer"
+      answers: "p.SERVICE_ASK" comment: "Tells."
+    }
+    ids {
+      name: "p.SERVICE_SHOW" number: 3 enum: "p.Service" kind: "service"
+      component: "p.COMPONENT_ONE" settled: false pairs: "p.Request"
+      comment: "Shows."
+    }
+    enums {
+      name: "p.Component" schema: "p.proto" ids: "component"
+      comment: "Components."
+      values { name: "p.COMPONENT_NONE" number: 0 comment: "None." }
+      values { name: "p.COMPONENT_ONE" number: 7 comment: "One." }
+    }
+    enums {
+      name: "p.Service" schema: "p.proto" ids: "service"
+      component: "p.COMPONENT_ONE" comment: "Services."
+      values { name: "p.SERVICE_NONE" number: 0 comment: "None." }
+      values { name: "p.SERVICE_ASK" number: 1 comment: "Asks." open: "when" }
+      values { name: "p.SERVICE_TELL" number: 2 comment: "Tells." }
+      values { name: "p.SERVICE_SHOW" number: 3 comment: "Shows." }
+    }
+    messages {
+      name: "p.Request" schema: "p.proto" carried_by: "p.SERVICE_ASK"
+      paired_with: "p.SERVICE_SHOW" comment: "Asks,\nin two lines."
+      open: "this" open: "that"
+      fields {
+        name: "which" number: 1 type: "int32" repeated: false
+        enum: "p.Component" comment: "Which."
+      }
+      fields {
+        name: "length" number: 2 type: "uint32" repeated: false unit: "m/s"
+        comment: "How long."
+      }
+    }
+    messages {
+      name: "p.Answer" schema: "p.proto" carried_by: "p.SERVICE_TELL"
+      answer_of: "p.SERVICE_ASK" comment: "Answers."
+      fields {
+        name: "all" number: 3 type: "p.Request" repeated: true comment: "Any."
+      }
+    }
+  )",
+                                              &expected));
+  catalogue::Faults faults;
+  const catalogue::Catalogue built = Build(kSchema, &faults);
+  EXPECT_EQ(faults.Text(), "");
+  pb::util::MessageDifferencer differencer;
+  std::string differences;
+  differencer.ReportDifferencesToString(&differences);
+  EXPECT_TRUE(differencer.Compare(expected, built)) << differences;
+}
+
+// Replaces the first occurrence; the replacement may have other lines.
+std::string With(std::string text, const std::string& from,
+                 const std::string& to) {
+  const size_t at = text.find(from);
+  if (at == std::string::npos) throw std::invalid_argument(from);
+  return text.replace(at, from.size(), to);
+}
+
+TEST(Catalogue, RefusesWhatIsNoTagOrMeansNothingHere) {
+  const struct {
+    const char* from;
+    const char* to;
+    const char* fault;  // From the line number on.
+  } kCases[] = {
+      // No words.
+      {"// The file.\n", "", "2: no comment in words"},
+      {"  // Which.\n", "", "39: no comment in words"},
+      {"// Services.\n", "", "16: no comment in words"},
+      // Not a tag, but near to one.
+      {"// @unit m/s", "//  @unit m/s", "42: not a tag"},
+      {"// @unit m/s", "//@unit m/s", "42: not a tag"},
+      {"// @unit m/s", "// @unit  m/s", "42: not a tag"},
+      {"// @unit m/s", "// @unit m/s ", "42: not a tag"},
+      {"// @unit m/s", "// @unit\tm/s", "42: not a tag"},
+      {"// @unit m/s", "// @unit", "42: not a tag"},
+      {"// @unit m/s", "// @Unit m/s", "42: not a tag"},
+      {"// @unit m/s", "// in @unit m/s", "42: not a tag"},
+      {"// @unit m/s", "// @unit m/s\n  // and more", "43: words behind a tag"},
+      {"// @unit m/s", "// @unit m/s\n  // @unit km", "43: a second @unit"},
+      // Tags in comments that belong to nothing.
+      {"int32 which = 1;", "int32 which = 1;  // @unit s",
+       "40: a comment that"},
+      {"  // How long.", "\n  // @unit s\n\n  // How long.", "46: a comment"},
+      {"package p;", "// @open x\npackage p;", "5: a statement"},
+      {"import", "// x\n// @open x\nimport", "7: a statement"},
+      // Where the tag means nothing.
+      {"// @unit m/s", "// @units m/s", "42: no tag here is called @units"},
+      {"// @unit m/s", "// @carries p.Answer", "42: no tag here"},
+      {"// @open this", "// @unit s", "35: no tag here"},
+      {"// @open something", "// @ids topic", "2: no tag here"},
+      {"  // None.\n  SERVICE", "  // None.\n  // @carries p.Answer\n  SERVICE",
+       "19: the tags of an id"},
+      {"// @ids service\n// @component p.COMPONENT_ONE\n", "",
+       "19: the tags of an id"},
+      {"  // One.", "  // One.\n  // @carries p.Answer", "12: a component"},
+      {"// @ids component\n",
+       "// @ids component\n// @component p.COMPONENT_ONE\n",
+       "8: @component without ids"},
+      {"// @carries p.Request\n",
+       "// @carries p.Request\n  // @pairs p.Answer\n", "22: @pairs is for"},
+      {"  // @carries p.Request\n", "", "21: @answer without @carries"},
+      {"repeated Request all", "// @unit s\n  repeated Request all",
+       "48: @unit is for"},
+      {"// @unit m/s\n  uint32", "// @enum p.Component\n  uint64",
+       "42: @enum is for"},
+      {"// @enum p.Component", "// @enum p.Component\n  // @unit s",
+       "40: @unit is for"},
+      {"// @unit m/s", "// @unit 5 s", "42: 5 s is not a unit symbol"},
+      // Names of what is not there.
+      {"// @ids service", "// @ids services", "15: no kind of ids"},
+      {"@component p.COMPONENT_ONE", "@component p.COMPONENT_NONE",
+       "16: no component"},
+      {"@component p.COMPONENT_ONE", "@component p.SERVICE_ASK",
+       "16: no component"},
+      {"@enum p.Component", "@enum p.Request", "39: no enum"},
+      {"@carries p.Request", "@carries Request", "21: no message"},
+      {"@pairs p.Request", "@pairs p.None", "30: no message"},
+      {"@answer_id p.SERVICE_TELL", "@answer_id p.SERVICE_NONE",
+       "23: no answer comes"},
+      {"@answer_id p.SERVICE_TELL", "@answer_id p.SERVICE_ASK",
+       "23: no answer comes"},
+      {"@answer_id p.SERVICE_TELL", "@answer_id p.COMPONENT_ONE",
+       "23: no answer comes"},
+      // An answer's id and its message that do not fit.
+      {"@answer p.Answer", "@answer p.Request", "23: p.SERVICE_TELL carries"},
+      {"  // @answer p.Answer\n", "", "22: p.SERVICE_TELL carries p.Answer"},
+      {"  // @carries p.Answer\n", "", "23: p.SERVICE_TELL carries nothing"},
+      {"message Answer {", "message Answer {\n  enum E { A = 0; }",
+       "46: types in a message"},
+  };
+  for (const auto& vector : kCases) {
+    catalogue::Faults faults;
+    Build(With(kSchema, vector.from, vector.to), &faults);
+    const std::string text = faults.Text();
+    EXPECT_EQ(text.rfind(std::string("p.proto:") + vector.fault, 0), 0u)
+        << "with: " << vector.to << "\nexpected: " << vector.fault
+        << "\nfaults: " << text;
+  }
+}
+
+}  // namespace
