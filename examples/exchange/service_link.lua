@@ -16,25 +16,29 @@ local fields = {
 link.fields = fields
 link.prefs.ports = Pref.range("UDP ports", "45450", "Ports of ground_station", 65535)
 
--- The value that stands for an id in the schema of a component. The same number
--- may be a service's and a report's: their names tell them apart.
-local function find(component, id, is_report)
-  local value = zorvik.enums[components][component]
-  local file = value and value.comment:match("(%w+%.proto)")
-  for _, enum in pairs(zorvik.enums) do
-    local name = enum.file == file and enum[id] and enum[id].name or ""
-    if is_report and (name:find("TOPIC") or name:find("REPORT"))
-        or not is_report and name:find("SERVICE") then
-      return enum[id]
+-- What the number of an id means for a component: services apart from topics and
+-- reports. The header does not tell a topic from a report of the same number, so
+-- that both names are given.
+local function find(component, id, is_service)
+  local found = {}
+  for _, kind in ipairs(is_service and {"service"} or {"report", "topic"}) do
+    for _, enum in pairs(zorvik.enums) do
+      if enum.ids == kind and enum.component == component and enum[id] then
+        found.name = found.name and found.name .. " or " .. enum[id].name or enum[id].name
+        found.carries = found.carries or enum[id].carries
+        found.answer = found.answer or enum[id].answer
+      end
     end
   end
+  found.name = found.name or "id " .. id
+  return found
 end
 
 function link.dissector(buffer, pinfo, tree)
   if buffer:len() < 6 then return 0 end
   local kind, component = buffer(0, 2):uint(), buffer(2, 2):uint()
   local id = buffer(4, 2):uint()
-  local subject = find(component, id, kinds[kind] == "report") or {name = "id " .. id}
+  local subject = find(component, id, kinds[kind] ~= "report")
   local message = subject.carries
   if kinds[kind] == "answer" then message = subject.answer end
 

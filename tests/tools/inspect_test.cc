@@ -15,7 +15,7 @@ namespace pb = google::protobuf;
 
 class InspectTest : public testing::Test {
  protected:
-  InspectTest() : lookup_(DESCRIPTOR_SET) {}
+  InspectTest() : lookup_(DESCRIPTOR_SET, CATALOGUE) {}
 
   // Expects the same verdict of both. A payload is no concern of the runtime's.
   void Compare(const pb::Descriptor* type, const std::string& bytes) {

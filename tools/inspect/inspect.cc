@@ -32,6 +32,8 @@ standard input when there is no FILE, or FILE is -.
   -b, --binary            the input is the bytes themselves
       --descriptors FILE  descriptor set of the schemas; without it,
                           )" DESCRIPTOR_SET R"(
+      --catalogue FILE    catalogue of the same schemas; without it,
+                          )" CATALOGUE R"(
   -h, --help              this text
 
 Without -x, -b or -l, input of nothing but an even number of hex digits and
@@ -48,6 +50,7 @@ and the reason on standard error; 2 when the command line makes no sense.
 struct Options {
   std::string type = "zorvik.channel.channelTopicMessage";
   std::string descriptors = DESCRIPTOR_SET;
+  std::string catalogue = CATALOGUE;
   std::string file = "-";
   Encoding encoding = Encoding::kDetect;
   Framing framing = Framing::kSingle;
@@ -66,6 +69,7 @@ Options Parse(int argc, char** argv) {
       {"hex", no_argument, nullptr, 'x'},
       {"binary", no_argument, nullptr, 'b'},
       {"descriptors", required_argument, nullptr, 'D'},
+      {"catalogue", required_argument, nullptr, 'C'},
       {"help", no_argument, nullptr, 'h'},
       {}};
   Options options;
@@ -89,6 +93,9 @@ Options Parse(int argc, char** argv) {
         break;
       case 'D':
         options.descriptors = optarg;
+        break;
+      case 'C':
+        options.catalogue = optarg;
         break;
       case 'h':
         std::cout << kHelp;
@@ -178,7 +185,7 @@ int main(int argc, char** argv) {
   google::protobuf::SetLogHandler(nullptr);
   const Options options = Parse(argc, argv);
   try {
-    Lookup lookup(options.descriptors);
+    Lookup lookup(options.descriptors, options.catalogue);
     return Inspector(options, &lookup).Run();
   } catch (const std::exception& error) {
     std::cerr << "inspect: " << error.what() << '\n';

@@ -3,40 +3,46 @@
 #include <google/protobuf/descriptor.pb.h>
 
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
+
+#include "catalogue/reader.h"
 
 namespace pb = google::protobuf;
 
 namespace {
 
-// The value of a tag: the rest of its line. Empty when there is no such tag.
-template <typename Element>
-std::string Tag(const Element* element, const std::string& name) {
-  pb::SourceLocation location;
-  if (!element->GetSourceLocation(&location)) return "";
-  std::istringstream comment(location.leading_comments);
-  const std::string start = " @" + name + " ";
-  for (std::string line; std::getline(comment, line);) {
-    if (line.rfind(start, 0) == 0) return line.substr(start.size());
-  }
-  return "";
+std::string Find(const std::map<std::string, std::string>& map,
+                 const std::string& key) {
+  const auto found = map.find(key);
+  return found == map.end() ? "" : found->second;
 }
 
 }  // namespace
 
-Lookup::Lookup(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
+Lookup::Lookup(const std::string& descriptors, const std::string& catalogue) {
+  std::ifstream file(descriptors, std::ios::binary);
   pb::FileDescriptorSet set;
-  if (!file) throw std::runtime_error("cannot read " + path);
+  if (!file) throw std::runtime_error("cannot read " + descriptors);
   if (!set.ParseFromIstream(&file) || set.file().empty()) {
-    throw std::runtime_error(path + " is no descriptor set");
+    throw std::runtime_error(descriptors + " is no descriptor set");
   }
   for (const pb::FileDescriptorProto& schema : set.file()) {
     if (pool_.BuildFile(schema) == nullptr) {
-      throw std::runtime_error(path + ": " + schema.name() +
+      throw std::runtime_error(descriptors + ": " + schema.name() +
                                " cannot be used, or comes before its imports");
     }
+  }
+
+  const catalogue::Catalogue known = catalogue::Read(catalogue);
+  for (const catalogue::Message& message : known.messages()) {
+    for (const catalogue::Field& field : message.fields()) {
+      const std::string name = message.name() + "." + field.name();
+      enum_of_field_[name] = field.enum_();
+      unit_of_field_[name] = field.unit();
+    }
+  }
+  for (const catalogue::Id& id : known.ids()) {
+    carried_by_id_[id.name()] = id.carries();
   }
 }
 
@@ -47,13 +53,13 @@ std::unique_ptr<pb::Message> Lookup::New(const pb::Descriptor* type) {
 const pb::EnumDescriptor* Lookup::EnumOf(
     const pb::FieldDescriptor* field) const {
   if (field->enum_type() != nullptr) return field->enum_type();
-  return pool_.FindEnumTypeByName(Tag(field, "enum"));
+  return pool_.FindEnumTypeByName(Find(enum_of_field_, field->full_name()));
 }
 
 std::string Lookup::CarriedBy(const pb::EnumValueDescriptor* id) const {
-  return Tag(id, "carries");
+  return Find(carried_by_id_, id->full_name());
 }
 
 std::string Lookup::UnitOf(const pb::FieldDescriptor* field) const {
-  return Tag(field, "unit");
+  return Find(unit_of_field_, field->full_name());
 }

@@ -1,18 +1,19 @@
-// The messages and enums of a descriptor set, with the tags in their comments.
+// The messages and enums of a descriptor set, and what the catalogue says of
+// them.
 #ifndef TOOLS_INSPECT_LOOKUP_H_
 #define TOOLS_INSPECT_LOOKUP_H_
 
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/dynamic_message.h>
 
+#include <map>
 #include <memory>
 #include <string>
 
 class Lookup {
  public:
-  // Reads a descriptor set that holds source information. Throws
-  // std::runtime_error when there is none to be read.
-  explicit Lookup(const std::string& path);
+  // Reads both files. Throws std::runtime_error when one cannot be used.
+  Lookup(const std::string& descriptors, const std::string& catalogue);
 
   // Nothing when there is no such message.
   const google::protobuf::Descriptor* FindMessage(
@@ -23,7 +24,7 @@ class Lookup {
   std::unique_ptr<google::protobuf::Message> New(
       const google::protobuf::Descriptor* type);
 
-  // The enum whose numbers a field carries: by its type, or by its tag @enum.
+  // The enum whose numbers a field carries, by its type or by convention.
   // Nothing for all other fields.
   const google::protobuf::EnumDescriptor* EnumOf(
       const google::protobuf::FieldDescriptor* field) const;
@@ -38,6 +39,10 @@ class Lookup {
  private:
   google::protobuf::DescriptorPool pool_;
   google::protobuf::DynamicMessageFactory factory_;
+  // By full names of fields and ids.
+  std::map<std::string, std::string> enum_of_field_;
+  std::map<std::string, std::string> unit_of_field_;
+  std::map<std::string, std::string> carried_by_id_;
 };
 
 #endif  // TOOLS_INSPECT_LOOKUP_H_

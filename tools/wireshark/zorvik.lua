@@ -5,57 +5,15 @@
 -- the schemas, which must be in its search paths. This script brings what that
 -- dissector cannot know: which datagrams are ours, that the value of an Any is
 -- the message which its type URL names, and that a plain number is an enum's
--- where the schema says so. It reads the schemas in its own folder for that.
+-- where the catalogue says so. catalogue.lua is read from this script's folder.
 
 local envelope_type = "zorvik.channel.channelTopicMessage"
 local folder = debug.getinfo(1, "S").source:match("^@(.*)[/\\]") or "."
+local catalogue = dofile(folder .. "/catalogue.lua")
 
--- Enums by full name; each value by number: its name, and the messages that the
--- tags @carries and @answer give it. Other scripts find it all in _G.zorvik.
-local zorvik = {enums = {}}
+-- Enums by full name, each value by its number; other scripts find them here.
+local zorvik = {enums = catalogue.enums}
 _G.zorvik = zorvik
--- Full names of the enums whose numbers plain fields carry, by the full name of
--- the field.
-local enum_of_field = {}
-
-local function read_schema(path)
-  local file = path:match("[^/\\]+$")
-  local package, enum, message
-  local tags, comment = {}, ""
-  for line in io.lines(path) do
-    local tag, value = line:match("^%s*//%s*@(%w+)%s+(%S+)")
-    if tag then
-      tags[tag] = value
-    elseif line:match("^%s*//") then
-      comment = comment .. line
-    else
-      local kind, name = line:match("^(%w+)%s+([%w_.]+)%s*[{;]")
-      if kind == "package" then
-        package = name
-      elseif kind == "enum" then
-        enum = {file = file}
-        zorvik.enums[package .. "." .. name] = enum
-      elseif kind == "message" then
-        message = package .. "." .. name
-      elseif line:match("^}") then
-        enum, message = nil, nil
-      end
-      local element, number = line:match("([%w_]+)%s*=%s*(%-?%d+)%s*;")
-      if element and enum then
-        enum[tonumber(number)] = {
-          name = element, carries = tags.carries, answer = tags.answer, comment = comment}
-      elseif element and message and tags.enum then
-        enum_of_field[message .. "." .. element] = tags.enum
-      end
-      tags, comment = {}, ""
-    end
-  end
-end
-
-for file in Dir.open(folder, ".proto") do
-  read_schema(folder .. "/" .. file)
-end
-assert(next(zorvik.enums), "no schemas in " .. folder .. ", where zorvik.lua is")
 
 -- The names of an enum's numbers, as Wireshark wants them.
 function zorvik.names(enum)
@@ -119,7 +77,7 @@ local function protocol_of_enum(enum)
 end
 
 local protocols = {}
-for field, enum in pairs(enum_of_field) do
+for field, enum in pairs(catalogue.enum_of_field) do
   protocols[enum] = protocols[enum] or {protocol_of_enum(enum)}
   at_field(field, protocols[enum][1], protocols[enum][2])
 end
@@ -135,7 +93,7 @@ envelope.experts = {wrong_payload, no_schemas}
 envelope.prefs.ports = Pref.range("UDP ports", "",
   "Ports whose datagrams are envelopes. Those with a payload are found on any port.", 65535)
 
-local topic_types = enum_of_field[envelope_type .. ".topic_type"]
+local topic_types = catalogue.enum_of_field[envelope_type .. ".topic_type"]
 
 function envelope.dissector(buffer, pinfo, tree)
   seen = {}
