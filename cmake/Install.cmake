@@ -1,35 +1,37 @@
 # What `cmake --install` puts where.
 include(CMakePackageConfigHelpers)
 
-set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/ZorvikPBProto)
+set(ZorvikPBProto_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/ZorvikPBProto)
 
 install(TARGETS ZorvikPBProto
   EXPORT ZorvikPBProtoTargets
   LIBRARY
     COMPONENT runtime
     NAMELINK_COMPONENT development)
-install(FILES ${headers}
+install(FILES ${ZorvikPBProto_HEADERS}
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ZorvikPBProto
   COMPONENT development)
-list(TRANSFORM schemas PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/proto/ OUTPUT_VARIABLE schema_paths)
-install(FILES ${schema_paths} ${descriptor_set}
+list(TRANSFORM ZorvikPBProto_SCHEMAS PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/proto/
+  OUTPUT_VARIABLE ZorvikPBProto_SCHEMA_FILES)
+install(FILES ${ZorvikPBProto_SCHEMA_FILES} ${ZorvikPBProto_DESCRIPTOR_SET}
   DESTINATION ${CMAKE_INSTALL_DATADIR}/ZorvikPBProto
   COMPONENT development)
 if(ZORVIKPBPROTO_BUILD_CATALOGUE)
   # The script for Wireshark reads the catalogue beside it.
   install(FILES
-      ${catalogue} tools/catalogue/catalogue.schema.json tools/wireshark/zorvik.lua
+      ${ZorvikPBProto_CATALOGUE} tools/catalogue/catalogue.schema.json
+      tools/wireshark/zorvik.lua
     DESTINATION ${CMAKE_INSTALL_DATADIR}/ZorvikPBProto
     COMPONENT development)
 endif()
 
 install(EXPORT ZorvikPBProtoTargets
   NAMESPACE ZorvikPBProto::
-  DESTINATION ${package_dir}
+  DESTINATION ${ZorvikPBProto_INSTALL_CMAKEDIR}
   COMPONENT development)
 configure_package_config_file(cmake/ZorvikPBProtoConfig.cmake.in
   ${CMAKE_CURRENT_BINARY_DIR}/ZorvikPBProtoConfig.cmake
-  INSTALL_DESTINATION ${package_dir}
+  INSTALL_DESTINATION ${ZorvikPBProto_INSTALL_CMAKEDIR}
   NO_SET_AND_CHECK_MACRO)
 write_basic_package_version_file(
   ${CMAKE_CURRENT_BINARY_DIR}/ZorvikPBProtoConfigVersion.cmake
@@ -38,7 +40,7 @@ install(FILES
     ${CMAKE_CURRENT_BINARY_DIR}/ZorvikPBProtoConfig.cmake
     ${CMAKE_CURRENT_BINARY_DIR}/ZorvikPBProtoConfigVersion.cmake
     cmake/ProtobufRequirement.cmake
-  DESTINATION ${package_dir}
+  DESTINATION ${ZorvikPBProto_INSTALL_CMAKEDIR}
   COMPONENT development)
 
 configure_file(cmake/ZorvikPBProto.pc.in ZorvikPBProto.pc @ONLY)

@@ -2,7 +2,7 @@
 # and of the installed package, so that both refuse the same versions.
 
 # Sets <out> to one sentence that says what is wrong with the protobuf headers
-# at hand, or to nothing.
+# at hand, or to nothing, and ZorvikPBProto_PROTOBUF_VERSION to their version.
 function(zorvik_check_protobuf_headers out)
   set(${out} "" PARENT_SCOPE)
   find_path(Protobuf_INCLUDE_DIR google/protobuf/service.h)
@@ -16,14 +16,14 @@ function(zorvik_check_protobuf_headers out)
   math(EXPR major "${number} / 1000000")
   math(EXPR minor "${number} / 1000 % 1000")
   math(EXPR patch "${number} % 1000")
-  set(zorvik_protobuf_version ${major}.${minor}.${patch} PARENT_SCOPE)
+  set(ZorvikPBProto_PROTOBUF_VERSION ${major}.${minor}.${patch} PARENT_SCOPE)
   if(NOT "${major}.${minor}" STREQUAL "3.21")
     set(${out} "ZorvikPBProto needs protobuf 3.21, but the headers in ${Protobuf_INCLUDE_DIR} are of ${major}.${minor}.${patch}." PARENT_SCOPE)
   endif()
 endfunction()
 
 # Stops the configuration unless compiler, headers and runtime fit.
-macro(zorvik_require_protobuf_compiler)
+function(zorvik_require_protobuf_compiler)
   zorvik_check_protobuf_headers(problem)
   if(problem)
     message(FATAL_ERROR "${problem}")
@@ -35,11 +35,11 @@ macro(zorvik_require_protobuf_compiler)
   execute_process(
     COMMAND ${Protobuf_PROTOC_EXECUTABLE} --version
     OUTPUT_VARIABLE protoc_version OUTPUT_STRIP_TRAILING_WHITESPACE)
-  if(NOT protoc_version STREQUAL "libprotoc ${zorvik_protobuf_version}")
-    message(FATAL_ERROR "ZorvikPBProto needs compiler and runtime of one version, but ${Protobuf_PROTOC_EXECUTABLE} is ${protoc_version} and the runtime's headers are of ${zorvik_protobuf_version}.")
+  if(NOT protoc_version STREQUAL "libprotoc ${ZorvikPBProto_PROTOBUF_VERSION}")
+    message(FATAL_ERROR "ZorvikPBProto needs compiler and runtime of one version, but ${Protobuf_PROTOC_EXECUTABLE} is ${protoc_version} and the runtime's headers are of ${ZorvikPBProto_PROTOBUF_VERSION}.")
   endif()
   find_package(Protobuf MODULE QUIET REQUIRED)
-endmacro()
+endfunction()
 
 # Links a library by name even where nothing refers to it and the linker would
 # drop it; what follows on the link line is left as it was.

@@ -2,7 +2,8 @@
 #
 # The library inside another project: built optimised though no build type is
 # named, whole though that project hides symbols and optimises at link time,
-# and rebuilt exactly as far as an edited schema reaches.
+# without a warning though that project asks for all of them, and rebuilt exactly
+# as far as an edited schema reaches.
 file(REMOVE_RECURSE ${WORK_DIR})
 file(COPY ${CMAKE_CURRENT_LIST_DIR}/subproject/ DESTINATION ${WORK_DIR})
 file(COPY ${SOURCE_DIR}/CMakeLists.txt ${SOURCE_DIR}/cmake ${SOURCE_DIR}/proto
