@@ -6,6 +6,9 @@
 #
 # The sources come in file-name order. The linker keeps that order among the
 # initialisers of equal priority, so it is the order of registration at load.
+#
+# ZorvikPBProto_headers and ZorvikPBProto_descriptors are the targets that make
+# the headers and the descriptor set without compiling anything.
 function(zorvik_generate_modules)
   cmake_parse_arguments(PARSE_ARGV 0 arg ""
     "SOURCES_VARIABLE;HEADERS_VARIABLE;DESCRIPTOR_SET_VARIABLE" "SCHEMAS")
@@ -43,6 +46,11 @@ function(zorvik_generate_modules)
     DEPENDS ${paths} ${tools}
     COMMENT "Generating ZorvikPBProto.binpb"
     VERBATIM)
+
+  # The library depends on both, so that no file has two targets which make it at
+  # the same time.
+  add_custom_target(ZorvikPBProto_headers DEPENDS ${headers})
+  add_custom_target(ZorvikPBProto_descriptors DEPENDS ${descriptor_set})
 
   set(${arg_SOURCES_VARIABLE} ${sources} PARENT_SCOPE)
   set(${arg_HEADERS_VARIABLE} ${headers} PARENT_SCOPE)
