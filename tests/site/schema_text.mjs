@@ -5,7 +5,7 @@ import { readdirSync, readFileSync } from 'node:fs';
 import descriptor from 'protobufjs/ext/descriptor.js';
 
 export const site = new URL('../../build/site/', import.meta.url);
-const docs = new URL('../../build/docs/', import.meta.url);
+const generated = new URL('../../build/release/generated/', import.meta.url);
 const vectorDirectory = new URL('../vectors/', import.meta.url);
 
 const MESSAGE = 4;
@@ -13,7 +13,7 @@ const ENUM = 5;
 const MEMBER = 2;
 
 const set = descriptor.FileDescriptorSet.decode(
-    readFileSync(new URL('ZorvikPBProto.binpb', docs)));
+    readFileSync(new URL('ZorvikPBProto.binpb', generated)));
 const schemas = set.file.filter((f) => f.package.startsWith('zorvik.'));
 
 function tagsOf(file, path) {
@@ -67,7 +67,7 @@ export const vectors = readdirSync(vectorDirectory)
 
 // The text of a class that the protobuf compiler generated.
 export function generatedClass(message) {
-  const header = readFileSync(new URL(`cpp/${message.header}`, docs), 'utf8');
+  const header = readFileSync(new URL(message.header, generated), 'utf8');
   const start = header.search(new RegExp(`^class ${message.name} final`, 'm'));
   return header.slice(start, header.indexOf('\n};', start));
 }
