@@ -11,9 +11,9 @@
 
 #include "channelMessage.pb.h"
 #include "picked_message.h"
-#include "support/wire_vectors.h"
 #include "support/hex.h"
 #include "support/schemas.h"
+#include "support/wire_vectors.h"
 #include "topics.h"
 
 namespace {

@@ -4,14 +4,13 @@
 // usage: parse_memory               prints the table of docs/security.md
 //        parse_memory --check FILE  fails where a schema takes more than FILE
 //                                   states, or is not stated
-#include "hostile/worst_parse.h"
-
 #include <cmath>
 #include <fstream>
 #include <iostream>
 #include <map>
 #include <sstream>
 
+#include "hostile/worst_parse.h"
 #include "support/hex.h"
 #include "support/schemas.h"
 

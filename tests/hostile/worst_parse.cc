@@ -102,7 +102,8 @@ class Attacker {
       } else if (field->message_type() != nullptr) {
         pieces.push_back(Delimited(field->number(), ""));
         pieces.push_back(
-            Delimited(field->number(), Attacker(field->message_type()).CostliestContent()));
+            Delimited(field->number(),
+                      Attacker(field->message_type()).CostliestContent()));
       } else if (field->is_repeated()) {
         pieces.push_back(Varint(field->number()));
       }
@@ -126,8 +127,8 @@ class Attacker {
     return pieces;
   }
 
-  // The content that makes an element of a list take the most memory per byte: takes
-  // in each piece that raises it.
+  // The content that makes an element of a list take the most memory per byte:
+  // takes in each piece that raises it.
   std::string CostliestContent() const {
     std::string content;
     double cost = PerByteAsElement(content);

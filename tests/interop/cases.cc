@@ -12,10 +12,10 @@
 #include <utility>
 
 #include "support/fill.h"
-#include "support/random_fill.h"
-#include "support/wire_vectors.h"
 #include "support/hex.h"
+#include "support/random_fill.h"
 #include "support/schemas.h"
+#include "support/wire_vectors.h"
 
 namespace {
 

@@ -1,11 +1,12 @@
 // The comparison with other implementations sees what it has to see.
+#include "interop/compare.h"
+
 #include <google/protobuf/util/json_util.h>
 #include <gtest/gtest.h>
 
 #include <limits>
 
 #include "interop/cases.h"
-#include "interop/compare.h"
 #include "positionMessage.pb.h"
 #include "support/hex.h"
 #include "support/schemas.h"

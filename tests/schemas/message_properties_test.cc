@@ -13,9 +13,9 @@
 
 #include <functional>
 
+#include "support/captured_log.h"
 #include "support/fill.h"
 #include "support/hex.h"
-#include "support/captured_log.h"
 #include "support/schemas.h"
 
 namespace {

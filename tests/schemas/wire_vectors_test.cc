@@ -1,12 +1,13 @@
 // Checks the library against the byte vectors that all languages share.
+#include "support/wire_vectors.h"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <set>
 
-#include "support/wire_vectors.h"
-#include "support/hex.h"
 #include "support/captured_log.h"
+#include "support/hex.h"
 #include "support/schemas.h"
 
 namespace {

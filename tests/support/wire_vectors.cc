@@ -27,7 +27,7 @@ std::set<std::string> WireVector::Keys() const {
 }
 
 std::vector<WireVector> ReadVectors(const std::filesystem::path& folder,
-                                const pb::FileDescriptor* schema) {
+                                    const pb::FileDescriptor* schema) {
   const std::filesystem::path path =
       folder / std::filesystem::path(schema->name()).replace_extension(".json");
   std::ifstream file(path);
@@ -36,7 +36,8 @@ std::vector<WireVector> ReadVectors(const std::filesystem::path& folder,
   pb::Struct content;
   const pb::util::Status status =
       pb::util::JsonStringToMessage(json.str(), &content);
-  if (!status.ok()) throw std::runtime_error(path.string() + ": " + status.ToString());
+  if (!status.ok())
+    throw std::runtime_error(path.string() + ": " + status.ToString());
   if (content.fields().at("schema").string_value() != schema->name()) {
     throw std::runtime_error(path.string() + " is of another schema");
   }

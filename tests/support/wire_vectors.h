@@ -34,8 +34,9 @@ class WireVector {
 };
 
 // The vectors of one schema. Throws std::runtime_error when there are none.
-std::vector<WireVector> ReadVectors(const std::filesystem::path& folder,
-                                const google::protobuf::FileDescriptor* schema);
+std::vector<WireVector> ReadVectors(
+    const std::filesystem::path& folder,
+    const google::protobuf::FileDescriptor* schema);
 
 // The message that a text describes. Throws std::runtime_error when it
 // describes none.

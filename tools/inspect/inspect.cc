@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "input.h"
-#include "printer.h"
 #include "lookup.h"
+#include "printer.h"
 #include "wire.h"
 
 namespace {
@@ -156,8 +156,7 @@ class Inspector {
                 << piece.bytes.size() << " bytes\n";
       Printer(lookup_, &std::cout).Print(*message, 1);
     }
-    const std::optional<Fault> fault =
-        FindFault(piece.bytes, type_, *lookup_);
+    const std::optional<Fault> fault = FindFault(piece.bytes, type_, *lookup_);
     if (fault) {
       Complain(piece.place + ": offset " +
                std::to_string(piece.offset + fault->offset) + ": " +

@@ -11,8 +11,7 @@
 // unknown fields follow the known ones.
 class Printer {
  public:
-  Printer(Lookup* lookup, std::ostream* out)
-      : lookup_(lookup), out_(out) {}
+  Printer(Lookup* lookup, std::ostream* out) : lookup_(lookup), out_(out) {}
 
   void Print(const google::protobuf::Message& message, int indent);
 
