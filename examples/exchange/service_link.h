@@ -38,9 +38,10 @@ Subject MakeSubject(Kind kind, zorvik::protocol::UAV_COMPONENT_ID component,
 // Id is an enum of service, topic or report ids.
 template <typename Id>
 Subject On(Kind kind, zorvik::protocol::UAV_COMPONENT_ID component, Id id) {
+  const google::protobuf::EnumValueDescriptor* value =
+      google::protobuf::GetEnumDescriptor<Id>()->FindValueByNumber(id);
   return MakeSubject(kind, component, id,
-                     google::protobuf::internal::NameOfEnum(
-                         google::protobuf::GetEnumDescriptor<Id>(), id));
+                     value == nullptr ? std::string() : value->name());
 }
 
 template <typename Id>

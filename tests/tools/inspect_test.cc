@@ -4,9 +4,10 @@
 #include <gtest/gtest.h>
 
 #include "inspect/wire.h"
+#include "loggerMessage.pb.h"
+#include "support/captured_log.h"
 #include "support/fill.h"
 #include "support/hex.h"
-#include "support/captured_log.h"
 #include "support/schemas.h"
 
 namespace {
@@ -20,8 +21,8 @@ class InspectTest : public testing::Test {
   // Expects the same verdict of both. A payload is no concern of the runtime's.
   void Compare(const pb::Descriptor* type, const std::string& bytes) {
     const CapturedLog log;  // The runtime says so when text is not UTF-8.
-    const std::optional<Fault> fault = FindFault(
-        bytes, lookup_.FindMessage(type->full_name()), lookup_);
+    const std::optional<Fault> fault =
+        FindFault(bytes, lookup_.FindMessage(type->full_name()), lookup_);
     const bool parses = NewMessage(type)->ParseFromString(bytes);
     EXPECT_LE(fault ? fault->offset : 0, bytes.size());
     EXPECT_EQ(parses, !fault) << type->full_name() << ' ' << ToHex(bytes)
@@ -51,6 +52,71 @@ TEST_F(InspectTest, AgreesWithTheRuntime) {
         }
         if (HasFailure()) return;  // One is enough to read.
       }
+    }
+  }
+}
+
+// Whatever bytes a string holds.
+TEST_F(InspectTest, AgreesWithTheRuntimeOnText) {
+  const struct {
+    const char* hex;
+    bool valid;
+  } kTexts[] = {
+      {"", true},
+      {"00", true},
+      {"7f", true},
+      // The first and the last character of every length.
+      {"c2 80", true},
+      {"df bf", true},
+      {"e0 a0 80", true},
+      {"ef bf bf", true},
+      {"f0 90 80 80", true},
+      {"f4 8f bf bf", true},
+      // Longer than needed.
+      {"c0 80", false},
+      {"c1 bf", false},
+      {"e0 80 80", false},
+      {"e0 9f bf", false},
+      {"f0 80 80 80", false},
+      {"f0 8f bf bf", false},
+      // Surrogates, and their neighbours.
+      {"ed 9f bf", true},
+      {"ed a0 80", false},
+      {"ed af bf", false},
+      {"ed b0 80", false},
+      {"ed bf bf", false},
+      {"ed a0 80 ed b0 80", false},
+      {"ee 80 80", true},
+      // Above U+10FFFF.
+      {"f4 90 80 80", false},
+      {"f5 80 80 80", false},
+      {"f8 88 80 80 80", false},
+      {"fc 84 80 80 80 80", false},
+      {"fe", false},
+      {"ff", false},
+      // Cut short, at the end and in front of more text.
+      {"c2", false},
+      {"e0 a0", false},
+      {"f0 90 80", false},
+      {"c2 41", false},
+      {"e0 a0 41", false},
+      {"f0 90 80 41", false},
+      // A continuation without a beginning.
+      {"80", false},
+      {"41 bf", false},
+      {"c2 80 80", false},
+  };
+  const pb::Descriptor* log = zorvik::logger::logMessage::descriptor();
+  const int tag = zorvik::logger::logMessage::kContentFieldNumber << 3 | 2;
+  for (const auto& text : kTexts) {
+    for (const std::string before : {"", "text in front "}) {
+      const std::string content = before + FromHex(text.hex);
+      const std::string bytes = std::string{static_cast<char>(tag),
+                                            static_cast<char>(content.size())} +
+                                content;
+      Compare(log, bytes);
+      EXPECT_EQ(!FaultOf("zorvik.logger.logMessage", ToHex(bytes)), text.valid)
+          << text.hex;
     }
   }
 }

@@ -1,7 +1,8 @@
 #include "wire.h"
 
 #include <google/protobuf/any.pb.h>
-#include <google/protobuf/stubs/common.h>
+#include <google/protobuf/stubs/logging.h>
+#include <google/protobuf/wrappers.pb.h>
 
 #include <cstdint>
 #include <utility>
@@ -13,6 +14,14 @@ namespace {
 using Field = pb::FieldDescriptor;
 
 constexpr int kDeepest = 100;  // Of messages and groups, as the runtime has it.
+
+// Asks the runtime, which refuses strings that are not UTF-8 and logs that.
+bool IsUtf8(const std::string& text) {
+  const pb::LogSilencer silencer;
+  pb::StringValue field;
+  field.set_value(text);
+  return pb::StringValue().ParseFromString(field.SerializeAsString());
+}
 
 // Reads through an encoding from front to back. Throws the first Fault.
 class Walk {
@@ -92,8 +101,7 @@ class Walk {
     } else if (field->full_name() == "google.protobuf.Any.value") {
       payload_ = {start, end};
     } else if (field->type() == Field::TYPE_STRING) {
-      if (!pb::internal::IsStructurallyValidUTF8(
-              &bytes_[start], static_cast<int>(end - start))) {
+      if (!IsUtf8(bytes_.substr(start, end - start))) {
         throw Fault{start, field->full_name() + " is not UTF-8"};
       }
     } else if (field->is_packable()) {
