@@ -37,5 +37,6 @@ function(zorvik_generate_catalogue)
     COMMENT "Generating catalogue.json"
     VERBATIM)
   add_custom_target(ZorvikPBProto_catalogue ALL DEPENDS ${outputs})
+  add_dependencies(ZorvikPBProto_catalogue ZorvikPBProto_descriptors)
   set(${arg_OUTPUT_VARIABLE} ${outputs} PARENT_SCOPE)
 endfunction()

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""Builds the reference site from a descriptor set with source information.
+"""Builds the reference site from the catalogue.
 
-usage: build.py DESCRIPTOR_SET OUTPUT_DIRECTORY
+usage: build.py CATALOGUE OUTPUT_DIRECTORY
 """
 
 import shutil
@@ -72,8 +72,8 @@ def style_of_code():
 
 
 def main():
-    descriptor_set, output = map(Path, sys.argv[1:])
-    vocabulary = Vocabulary(descriptor_set, HERE / "subsystems.toml")
+    catalogue, output = map(Path, sys.argv[1:])
+    vocabulary = Vocabulary(catalogue, HERE / "subsystems.toml")
     Linker(vocabulary).link_all(vocabulary)
     attach_examples(vocabulary,
                     sorted((REPOSITORY / "tests/vectors").glob("*.json")))

@@ -1,35 +1,21 @@
-"""The vocabulary as the reference shows it, read from a descriptor set."""
+"""The vocabulary as the reference shows it, read from the catalogue."""
 
 import dataclasses
+import json
 import re
 import tomllib
 from collections import defaultdict
-
-from google.protobuf import descriptor_pb2
-
-Proto = descriptor_pb2.FieldDescriptorProto
-
-# Paths of the compiler's source information: numbers of the fields of
-# descriptor.proto that lead to an element.
-SYNTAX, MESSAGE, ENUM, MEMBER = 12, 4, 5, 2
 
 WIRE_TYPES = {0: "VARINT", 1: "I64", 2: "LEN", 5: "I32"}
 LENGTH_DELIMITED = 2
 
 
 class Comment:
-    """A comment of the schemas: its words and, apart from them, its tags."""
+    """A comment of the schemas and, apart from it, what it leaves open."""
 
-    def __init__(self, text):
-        words, self.tags = [], defaultdict(list)
-        for line in text.splitlines():
-            line = line.removeprefix(" ").rstrip()
-            tag = re.fullmatch(r"@(\w+) (.+)", line)
-            if tag:
-                self.tags[tag[1]].append(tag[2])
-            else:
-                words.append(line)
-        self.text = "\n".join(words).strip()
+    def __init__(self, entry):
+        self.text = entry["comment"]
+        self.open = entry.get("open", [])
         self.html = ""  # Set when the names in it are linked.
 
     @property
@@ -41,22 +27,15 @@ class Comment:
         """The first sentence; a colon that opens a list ends one, too."""
         return re.split(r"(?<=[.;])\s|:$|:\s(?=\d\.|- )", self.plain)[0]
 
-    @property
-    def open(self):
-        return self.tags["open"]
-
-    def tag(self, name):
-        return next(iter(self.tags[name]), None)
-
 
 class Element:
     """What messages, fields, enums and their values have in common."""
 
-    def __init__(self, schema, name, full_name, comment):
+    def __init__(self, schema, name, full_name, entry):
         self.schema = schema
         self.name = name
         self.full_name = full_name
-        self.comment = comment
+        self.comment = Comment(entry)
         self.mentions = []  # Elements whose comments name this one.
 
     @property
@@ -71,35 +50,28 @@ class Element:
 class Field(Element):
     kind = "field"
 
-    def __init__(self, message, proto, comment):
-        super().__init__(message.schema, proto.name,
-                         f"{message.full_name}.{proto.name}", comment)
+    def __init__(self, message, entry):
+        super().__init__(message.schema, entry["name"],
+                         f"{message.full_name}.{entry['name']}", entry)
         self.message = message
-        self.number = proto.number
-        self.proto = proto
-        self.json = proto.json_name
-        self.repeated = proto.label == Proto.LABEL_REPEATED
+        self.number = entry["number"]
+        self.type_name = entry["type"]
+        self.json = entry["json_name"]
+        self.repeated = entry["repeated"]
+        self.enum_name = entry.get("enum")
+        self.unit = entry.get("unit")
         self.type = None  # The message or enum that the type names, if ours.
         self.numbers_of = None  # The enum whose numbers the field carries.
-        self.unit = comment.tag("unit")
-
-    @property
-    def type_name(self):
-        if self.proto.type_name:
-            return self.proto.type_name.removeprefix(".")
-        return Proto.Type.Name(self.proto.type).removeprefix("TYPE_").lower()
 
     @property
     def is_message(self):
-        return self.proto.type == Proto.TYPE_MESSAGE
+        return "." in self.type_name and not isinstance(self.type, Enum)
 
     @property
     def element_wire_type(self):
-        if self.proto.type in (Proto.TYPE_MESSAGE, Proto.TYPE_STRING,
-                               Proto.TYPE_BYTES):
+        if self.is_message or self.type_name in ("string", "bytes"):
             return LENGTH_DELIMITED
-        return {Proto.TYPE_DOUBLE: 1, Proto.TYPE_FLOAT: 5}.get(
-            self.proto.type, 0)
+        return {"double": 1, "float": 5}.get(self.type_name, 0)
 
     @property
     def packed(self):
@@ -144,13 +116,12 @@ class Field(Element):
 class Message(Element):
     kind = "message"
 
-    def __init__(self, schema, proto, comments, path):
-        super().__init__(schema, proto.name, f"{schema.package}.{proto.name}",
-                         comments[path])
-        self.fields = [
-            Field(self, field, comments[path + (MEMBER, i)])
-            for i, field in enumerate(proto.field)]
+    def __init__(self, schema, entry):
+        super().__init__(schema, entry["name"].rpartition(".")[2],
+                         entry["name"], entry)
+        self.fields = [Field(self, f) for f in entry.get("fields", [])]
         self.carried_by = []  # Ids under which it travels.
+        self.paired_with = []  # Services of which it is a part, open which.
         self.answers = []  # Ids whose request it answers.
         self.used_by = []  # Fields of this type.
         self.examples = []
@@ -163,41 +134,34 @@ class Message(Element):
 class Value(Element):
     kind = "value"
 
-    def __init__(self, enum, proto, comment):
+    def __init__(self, enum, entry):
         # Values are named in the package, as in C++, and not in their enum.
-        super().__init__(enum.schema, proto.name,
-                         f"{enum.schema.package}.{proto.name}", comment)
+        super().__init__(enum.schema, entry["name"].rpartition(".")[2],
+                         entry["name"], entry)
         self.enum = enum
-        self.number = proto.number
+        self.number = entry["number"]
         self.carries = None
+        self.pairs = None  # The message, open whether it is the request.
         self.answer = None
+        self.answer_id = None
 
 
 class Enum(Element):
     kind = "enum"
 
-    def __init__(self, schema, proto, comments, path):
-        super().__init__(schema, proto.name, f"{schema.package}.{proto.name}",
-                         comments[path])
-        self.values = [
-            Value(self, value, comments[path + (MEMBER, i)])
-            for i, value in enumerate(proto.value)]
+    def __init__(self, schema, entry):
+        super().__init__(schema, entry["name"].rpartition(".")[2],
+                         entry["name"], entry)
+        self.values = [Value(self, v) for v in entry["values"]]
+        self.id_kind = entry.get("ids")
+        self.component_name = entry.get("component")
+        self.component = None
         self.used_by = []  # Fields that carry its numbers.
 
     @property
     def pairs(self):
-        return any(v.carries or v.answer for v in self.values)
-
-    @property
-    def id_kind(self):
-        """What the numbers identify, by the last words of the enum's name."""
-        words = re.findall(r"[A-Z]?[a-z]+|[A-Z]+(?![a-z])", self.name)
-        words = " ".join(words).lower()
-        words = words.removesuffix(" id")
-        for kind in ("component", "topic type", "topic", "service", "report"):
-            if words.endswith(kind):
-                return kind
-        return None
+        return any(v.carries or v.pairs or v.answer or v.answer_id
+                   for v in self.values)
 
     def by_number(self, number):
         return next((v for v in self.values if v.number == number), None)
@@ -227,23 +191,16 @@ def common_words(values):
 class Schema:
     kind = "schema"
 
-    def __init__(self, proto):
-        comments = defaultdict(lambda: Comment(""))
-        for location in proto.source_code_info.location:
-            if location.leading_comments:
-                comments[tuple(location.path)] = Comment(
-                    location.leading_comments)
-        self.name = self.full_name = proto.name
-        self.stem = proto.name.removesuffix(".proto")
-        self.package = proto.package
+    def __init__(self, entry, enums, messages):
+        self.name = self.full_name = entry["name"]
+        self.stem = self.name.removesuffix(".proto")
+        self.package = entry["package"]
         self.url = f"schema/{self.stem}.html"
         self.header = f"{self.stem}.pb.h"
-        self.imports = list(proto.dependency)
-        self.comment = comments[SYNTAX,]
-        self.enums = [Enum(self, e, comments, (ENUM, i))
-                      for i, e in enumerate(proto.enum_type)]
-        self.messages = [Message(self, m, comments, (MESSAGE, i))
-                         for i, m in enumerate(proto.message_type)]
+        self.imports = entry.get("imports", [])
+        self.comment = Comment(entry)
+        self.enums = [Enum(self, e) for e in enums]
+        self.messages = [Message(self, m) for m in messages]
         self.subsystem = None
         self.diagrams = []
 
@@ -283,11 +240,16 @@ class Subsystem:
 
 
 class Vocabulary:
-    def __init__(self, descriptor_set, subsystems):
-        files = descriptor_pb2.FileDescriptorSet.FromString(
-            descriptor_set.read_bytes()).file
-        self.schemas = [Schema(f) for f in sorted(files, key=lambda f: f.name)
-                        if not f.package.startswith("google.")]
+    def __init__(self, catalogue, subsystems):
+        catalogue = json.loads(catalogue.read_text())
+        enums, messages = defaultdict(list), defaultdict(list)
+        for by_schema, entries in ((enums, catalogue["enums"]),
+                                   (messages, catalogue["messages"])):
+            for entry in entries:
+                by_schema[entry["schema"]].append(entry)
+        self.version = catalogue["version"]
+        self.schemas = [Schema(s, enums[s["name"]], messages[s["name"]])
+                        for s in catalogue["schemas"]]
         self.elements = {e.full_name: e
                          for s in self.schemas for e in s.elements()}
         self.messages = self._all(Message)
@@ -295,7 +257,7 @@ class Vocabulary:
         self.values = self._all(Value)
         self.fields = self._all(Field)
         self.subsystems = self._group(subsystems)
-        self._connect()
+        self._connect(catalogue["ids"])
 
     def _all(self, kind):
         return [e for e in self.elements.values() if isinstance(e, kind)]
@@ -319,25 +281,28 @@ class Vocabulary:
                 schema.subsystem = group
         return groups
 
-    def _connect(self):
-        """Follows types and tags, and notes at the far end who points there."""
+    def _connect(self, ids):
+        """Follows names, and notes at the far end who points there."""
         for field in self.fields:
             field.type = self.elements.get(field.type_name)
-            enum = field.comment.tag("enum")
-            field.numbers_of = self.elements[enum] if enum else (
-                field.type if isinstance(field.type, Enum) else None)
+            field.numbers_of = self.elements.get(field.enum_name)
             target = field.numbers_of or field.type
             if target:
                 target.used_by.append(field)
-        for value in self.values:
-            carries = value.comment.tag("carries")
-            if carries:
-                value.carries = self.elements[carries]
-                value.carries.carried_by.append(value)
-            answer = value.comment.tag("answer")
-            if answer:
-                value.answer = self.elements[answer]
-                value.answer.answers.append(value)
+        for enum in self.enums:
+            enum.component = self.elements.get(enum.component_name)
+        for entry in ids:
+            value = self.elements[entry["name"]]
+            answer = entry.get("answer", {})
+            value.carries = self.elements.get(entry.get("carries"))
+            value.pairs = self.elements.get(entry.get("pairs"))
+            value.answer = self.elements.get(answer.get("message"))
+            value.answer_id = self.elements.get(answer.get("id"))
+            for message, noted in ((value.carries, "carried_by"),
+                                   (value.pairs, "paired_with"),
+                                   (value.answer, "answers")):
+                if message:
+                    getattr(message, noted).append(value)
 
     def id_enums(self):
         """Enums of identifiers, grouped by what they identify."""

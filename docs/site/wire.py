@@ -4,11 +4,7 @@ import dataclasses
 import json
 import struct
 
-from google.protobuf import descriptor_pb2
-
 from model import LENGTH_DELIMITED, WIRE_TYPES
-
-Proto = descriptor_pb2.FieldDescriptorProto
 
 ANY = "google.protobuf.Any"
 ANY_FIELDS = {1: "type_url", 2: "value"}
@@ -46,20 +42,20 @@ def signed(value, bits):
 
 
 def number(field, raw):
-    kind = field.proto.type
-    if kind == Proto.TYPE_BOOL:
+    kind = field.type_name
+    if kind == "bool":
         return "true" if raw else "false"
-    if kind == Proto.TYPE_SINT32:
+    if kind == "sint32":
         return str((raw & 0xFFFFFFFF) >> 1 ^ -(raw & 1))
-    if kind == Proto.TYPE_UINT32:
+    if kind == "uint32":
         return str(raw & 0xFFFFFFFF)
-    if kind == Proto.TYPE_UINT64:
+    if kind == "uint64":
         return str(raw)
-    return str(signed(raw, 64 if kind == Proto.TYPE_INT64 else 32))
+    return str(signed(raw, 64 if kind == "int64" else 32))
 
 
 def floating(field, raw):
-    if field.proto.type == Proto.TYPE_DOUBLE:
+    if field.type_name == "double":
         return repr(struct.unpack("<d", raw)[0])
     # The shortest digits that a float of 32 bits reads back from.
     value = struct.unpack("<f", raw)[0]
@@ -145,12 +141,12 @@ class Walker:
         self._message(message, data, base, part.depth + 1, part.hue)
 
     def _scalar(self, part, field, wire):
-        kind = field.proto.type
-        if kind == Proto.TYPE_STRING:
+        kind = field.type_name
+        if kind == "string":
             part.shown = json.dumps(part.value.decode(), ensure_ascii=False)
-        elif kind == Proto.TYPE_BYTES:
+        elif kind == "bytes":
             part.shown = counted(len(part.value))
-        elif kind in (Proto.TYPE_FLOAT, Proto.TYPE_DOUBLE):
+        elif kind in ("float", "double"):
             part.shown = floating(field, part.value)
         else:
             raws, at = [], 0

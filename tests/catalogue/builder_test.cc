@@ -93,7 +93,8 @@ TEST(Catalogue, HoldsWhatTheSchemaSays) {
     format: 1
     version: "1.2.3"
     schemas {
-      name: "p.proto" package: "p" comment: "The file." open: "something"
+      name: "p.proto" package: "p" imports: "google/protobuf/any.proto"
+      comment: "The file." open: "something"
     }
     ids {
       name: "p.COMPONENT_ONE" number: 7 enum: "p.Component" kind: "component"
@@ -134,11 +135,11 @@ TEST(Catalogue, HoldsWhatTheSchemaSays) {
       paired_with: "p.SERVICE_SHOW" comment: "Asks,\nin two lines."
       open: "this" open: "that"
       fields {
-        name: "which" number: 1 type: "int32" repeated: false
+        name: "which" json_name: "which" number: 1 type: "int32" repeated: false
         enum: "p.Component" comment: "Which."
       }
       fields {
-        name: "length" number: 2 type: "uint32" repeated: false unit: "m/s"
+        name: "length" json_name: "length" number: 2 type: "uint32" repeated: false unit: "m/s"
         comment: "How long."
       }
     }
@@ -146,7 +147,7 @@ TEST(Catalogue, HoldsWhatTheSchemaSays) {
       name: "p.Answer" schema: "p.proto" carried_by: "p.SERVICE_TELL"
       answer_of: "p.SERVICE_ASK" comment: "Answers."
       fields {
-        name: "all" number: 3 type: "p.Request" repeated: true comment: "Any."
+        name: "all" json_name: "all" number: 3 type: "p.Request" repeated: true comment: "Any."
       }
     }
   )",

@@ -1,61 +1,86 @@
-// What the site has to show, read from the descriptor set, the vectors and the
-// generated headers: by other means than the generator reads them.
+// What the site has to show, read from the text of the schemas, the vectors and
+// the generated headers: by other means than the catalogue is made.
 import { readdirSync, readFileSync } from 'node:fs';
-
-import descriptor from 'protobufjs/ext/descriptor.js';
 
 export const site = new URL('../../build/site/', import.meta.url);
 const generated = new URL('../../build/release/generated/', import.meta.url);
 const vectorDirectory = new URL('../vectors/', import.meta.url);
+const schemaDirectory = new URL('../../proto/', import.meta.url);
 
-const MESSAGE = 4;
-const ENUM = 5;
-const MEMBER = 2;
-
-const set = descriptor.FileDescriptorSet.decode(
-    readFileSync(new URL('ZorvikPBProto.binpb', generated)));
-const schemas = set.file.filter((f) => f.package.startsWith('zorvik.'));
-
-function tagsOf(file, path) {
-  const location = file.sourceCodeInfo.location.find(
-      (l) => String(l.path) === String(path));
-  const comment = location?.leadingComments ?? '';
-  const tag = (name) =>
-    new RegExp(`^ @${name} (.+)$`, 'm').exec(comment)?.[1];
-  return { carries: tag('carries'), answer: tag('answer'), enum: tag('enum') };
+// The tags of a run of comment lines: the values of each, by name.
+function tagsOf(comment) {
+  const tags = {};
+  for (const [, name, value] of comment.matchAll(/@(\w+)\s+(.*\S)/g)) {
+    (tags[name] ??= []).push(value);
+  }
+  return tags;
 }
 
-export const messages = schemas.flatMap((file) => file.messageType.map(
-    (message, i) => ({
-      name: message.name,
-      fullName: `${file.package}.${message.name}`,
-      page: `schema/${file.name.replace('.proto', '.html')}`,
-      header: file.name.replace('.proto', '.pb.h'),
-      fields: message.field.map((field, f) => ({
-        name: field.name,
-        json: field.jsonName,
-        number: field.number,
-        enum: tagsOf(file, [MESSAGE, i, MEMBER, f]).enum ??
-            (field.type === 14 ? field.typeName.slice(1) : undefined),
-        fullName: `${file.package}.${message.name}.${field.name}`,
-      })),
-    })));
+const camelCase = (name) =>
+  name.replace(/_(.)/g, (_, letter) => letter.toUpperCase());
 
-export const enums = schemas.flatMap((file) => file.enumType.map(
-    (type, i) => ({
-      name: type.name,
-      fullName: `${file.package}.${type.name}`,
-      page: `schema/${file.name.replace('.proto', '.html')}`,
-      values: type.value.map((value, v) => ({
-        name: value.name,
-        number: value.number ?? 0,
-        fullName: `${file.package}.${value.name}`,
-        page: `schema/${file.name.replace('.proto', '.html')}`,
-        ...tagsOf(file, [ENUM, i, MEMBER, v]),
-      })),
-    })));
+// The messages and enums of a schema. Its head is an element without a kind.
+function parse(file) {
+  const text = readFileSync(new URL(file, schemaDirectory), 'utf8');
+  const pkg = /^package (.+);$/m.exec(text)[1];
+  const page = `schema/${file.replace('.proto', '.html')}`;
+  const head = { fullName: file, tags: tagsOf(text.split('syntax')[0]) };
+  const elements = [];
+  const statement =
+    /((?:^ *\/\/.*\n)*)^ *(?:(message|enum) (\w+)|(?:(repeated )?([\w.]+) )?(\w+) = (\d+);)/gm;
+  for (const [, comment, kind, type, , typeName, member, number] of
+    text.slice(text.indexOf('\npackage')).matchAll(statement)) {
+    const tags = tagsOf(comment);
+    if (kind) {
+      elements.push({
+        kind, name: type, fullName: `${pkg}.${type}`, page, tags,
+        header: file.replace('.proto', '.pb.h'), members: [],
+      });
+      continue;
+    }
+    const owner = elements.at(-1);
+    const isField = owner.kind === 'message';
+    owner.members.push({
+      name: member,
+      number: Number(number),
+      fullName: `${isField ? owner.fullName : pkg}.${member}`,
+      page,
+      tags,
+      json: camelCase(member),
+      typeName: isField ? typeName : undefined,
+    });
+  }
+  return { head, elements };
+}
 
+const schemas = readdirSync(schemaDirectory).sort().map(parse);
+const elements = schemas.flatMap((schema) => schema.elements);
+
+export const enums = elements.filter(({ kind }) => kind === 'enum')
+    .map((type) => ({ ...type, values: type.members }));
 export const values = enums.flatMap((type) => type.values);
+export const messages = elements.filter(({ kind }) => kind === 'message')
+    .map((message) => ({
+      ...message,
+      fields: message.members.map((field) => ({
+        ...field,
+        // A type without a package is one of the same schema.
+        enum: field.tags.enum?.[0] ?? enums.find((type) =>
+          type.page === field.page && type.name === field.typeName)?.fullName,
+      })),
+    }));
+
+// Every tag as "element @name value", and every line that has one.
+export const tags = [...schemas.map(({ head }) => head), ...elements,
+  ...elements.flatMap(({ members }) => members)]
+    .flatMap((element) => Object.entries(element.tags).flatMap(
+        ([name, all]) => all.map((v) => `${element.fullName} @${name} ${v}`)));
+export const taggedLines = readdirSync(schemaDirectory).flatMap((file) =>
+  readFileSync(new URL(file, schemaDirectory), 'utf8').split('\n')
+      .filter((line) => line.includes('@')));
+
+export const catalogue = JSON.parse(
+    readFileSync(new URL('catalogue.json', generated), 'utf8'));
 
 export const pages = readdirSync(site, { recursive: true, encoding: 'utf8' })
     .filter((name) => name.endsWith('.html')).sort();

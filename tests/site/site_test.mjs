@@ -5,7 +5,8 @@ import { after, before, beforeEach, test } from 'node:test';
 import { chromium } from 'playwright-core';
 
 import { launchOptions } from '../../docs/site/browser.mjs';
-import { enums, generatedClass, messages, pages, site, values, vectors }
+import { catalogue, enums, generatedClass, messages, pages, site,
+  taggedLines, tags, values, vectors }
   from './schema_text.mjs';
 
 let browser;
@@ -93,12 +94,13 @@ test('fields show the names that code reaches them by', async () => {
           code: [...row.querySelectorAll('.code > code')].map(
               (node) => node.textContent),
           json: row.querySelector('.json').textContent,
+          unit: row.querySelector('.unit')?.textContent,
           links: [...row.querySelectorAll('a')].map((a) => a.hash.slice(1)),
         }])));
     }
     const cpp = generatedClass(message);
     for (const field of message.fields) {
-      const { number, code, json, links } = shown[field.fullName];
+      const { number, code, json, links, unit } = shown[field.fullName];
       assert.equal(number, field.number, field.fullName);
       assert.equal(json, `"${field.json}"`);
       assert.ok(code.length >= 2, `${field.fullName} lacks accessors`);
@@ -109,42 +111,73 @@ test('fields show the names that code reaches them by', async () => {
       if (field.enum) {
         assert.ok(links.includes(field.enum), `${field.fullName}: no enum`);
       }
+      assert.equal(unit, field.tags.unit?.[0], `${field.fullName}: unit`);
     }
   }
 });
 
+test('the catalogue has every tag of the schemas and no other', () => {
+  const { schemas, ids, enums: types, messages: records } = catalogue;
+  const of = (element, name, value) =>
+    value === undefined ? [] : [`${element} @${name} ${value}`];
+  const open = ({ name, open = [] }, prefix = '') =>
+    open.map((point) => `${prefix}${name} @open ${point}`);
+  const found = [
+    ...schemas.flatMap((schema) => open(schema)),
+    ...ids.flatMap(({ name, carries, pairs, answer }) => [
+      ...of(name, 'carries', carries), ...of(name, 'pairs', pairs),
+      ...of(name, 'answer', answer?.message),
+      ...of(name, 'answer_id', answer?.id)]),
+    ...types.flatMap((type) => [...open(type), ...of(type.name, 'ids', type.ids),
+      ...of(type.name, 'component', type.component),
+      ...type.values.flatMap((value) => open(value))]),
+    ...records.flatMap((record) => [...open(record),
+      ...(record.fields ?? []).flatMap((field) => {
+        const name = `${record.name}.${field.name}`;
+        const byConvention = field.type.includes('.') ? undefined : field.enum;
+        return [...open(field, `${record.name}.`),
+          ...of(name, 'enum', byConvention), ...of(name, 'unit', field.unit)];
+      })]),
+  ];
+  assert.deepEqual(found.sort(), [...tags].sort());
+  assert.equal(tags.length, taggedLines.length);
+});
+
 test('ids and the messages that travel under them point at each other',
     async () => {
-      const paired = values.filter((value) => value.carries);
+      const far = ({ tags: { carries, pairs, answer, answer_id: id } }) =>
+        [carries, pairs, answer, id].flatMap((all) => all ?? []);
+      const paired = values.filter((value) => far(value).length > 0);
       assert.ok(paired.length > 50);
-      const rows = async () => Object.fromEntries(
+      await open('ids.html');
+      const ids = Object.fromEntries(
           await page.$$eval('.values tbody tr', (all) => all.map((row) => [
             row.querySelector('th a').hash.slice(1),
             [row.querySelector('.num').textContent,
               ...[...row.querySelectorAll('.carries a, .answer a')].map(
                   (a) => a.hash.slice(1))],
           ])));
-      await open('ids.html');
-      const ids = await rows();
       for (const value of paired) {
         assert.deepEqual(ids[value.fullName],
-            [String(value.number), value.carries,
-              ...(value.answer ? [value.answer] : [])]);
+            [String(value.number), ...far(value)]);
       }
-      const carried = messages.filter((message) =>
-        paired.some((value) => value.carries === message.fullName));
-      for (const url of new Set(carried.map((message) => message.page))) {
+      for (const url of new Set(messages.map((message) => message.page))) {
         await open(url);
         const facts = Object.fromEntries(await page.$$eval('section.message',
             (sections) => sections.map((section) => [
               section.querySelector('h3').id,
-              [...section.querySelectorAll('.facts a')].map(
-                  (a) => a.hash.slice(1)),
+              Object.fromEntries([...section.querySelectorAll('.facts > div')]
+                  .map((fact) => [fact.querySelector('dt').textContent,
+                    [...fact.querySelectorAll('a')].map(
+                        (a) => a.hash.slice(1))])),
             ])));
-        for (const { fullName } of carried.filter((m) => m.page === url)) {
-          for (const value of paired.filter((v) => v.carries === fullName)) {
-            assert.ok(facts[fullName].includes(value.fullName),
-                `${fullName} does not name ${value.name}`);
+        for (const { fullName } of messages.filter((m) => m.page === url)) {
+          for (const [label, tag] of [['Travels under', 'carries'],
+            ['Request or answer of', 'pairs'], ['Answers', 'answer']]) {
+            assert.deepEqual(facts[fullName][label] ?? [],
+                values.filter((value) => value.tags[tag]?.[0] === fullName)
+                    .map((value) => value.fullName),
+                `${fullName}: ${label}`);
           }
         }
       }

@@ -157,6 +157,9 @@ class Builder {
     Schema* schema = catalogue_.add_schemas();
     schema->set_name(file->name());
     schema->set_package(file->package());
+    for (int i = 0; i < file->dependency_count(); ++i) {
+      schema->add_imports(file->dependency(i)->name());
+    }
     SetWords(comment, schema);
     for (int i = 0; i < file->enum_type_count(); ++i) Add(file->enum_type(i));
     for (int i = 0; i < file->message_type_count(); ++i) {
@@ -270,6 +273,7 @@ class Builder {
     using Type = pb::FieldDescriptor;
     const Type::CppType type = field->cpp_type();
     entry->set_name(field->name());
+    entry->set_json_name(field->json_name());
     entry->set_number(field->number());
     entry->set_type(TypeOf(field));
     entry->set_repeated(field->is_repeated());
