@@ -66,7 +66,7 @@ show_progress() {
     line=${line%$'\r'}
     line=${line##*$'\r'}
     line=${line//[[:cntrl:]]/ }
-    printf '\r\e[K%s' "${line:0:width-1}" >&2
+    [[ -z $line ]] || printf '\r\e[K%s' "${line:0:width-1}" >&2
   done
   printf '\r\e[K' >&2
 }
