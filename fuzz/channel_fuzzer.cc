@@ -29,21 +29,23 @@ const pb::Descriptor* PayloadType(const channelTopicMessage& envelope) {
   return ours ? type : nullptr;
 }
 
-void Receive(const channelTopicMessage& envelope) {
-  const pb::Descriptor* type = PayloadType(envelope);
-  // A receiver that skips the check is refused by the type name alone.
-  for (const pb::Descriptor* other :
-       {zorvik::channel::checkMessage::descriptor(),
-        channelTopicMessage::descriptor()}) {
-    std::string name;
-    if (pb::Any::ParseAnyTypeUrl(envelope.data().type_url(), &name) &&
-        name == other->full_name()) {
-      continue;
-    }
-    const std::unique_ptr<pb::Message> payload = NewMessage(other);
-    Require(!envelope.data().UnpackTo(payload.get()), "refusal", envelope);
-    Require(payload->ByteSizeLong() == 0, "untouched payload", envelope);
+// A receiver that skips the check is refused by the type name alone.
+template <typename Other>
+void CheckRefusal(const channelTopicMessage& envelope) {
+  std::string name;
+  if (pb::Any::ParseAnyTypeUrl(envelope.data().type_url(), &name) &&
+      name == Other::descriptor()->full_name()) {
+    return;
   }
+  Other payload;
+  Require(!envelope.data().UnpackTo(&payload), "refusal", envelope);
+  Require(payload.ByteSizeLong() == 0, "untouched payload", envelope);
+}
+
+void Receive(const channelTopicMessage& envelope, bool sampled) {
+  CheckRefusal<zorvik::channel::checkMessage>(envelope);
+  CheckRefusal<channelTopicMessage>(envelope);
+  const pb::Descriptor* type = PayloadType(envelope);
   if (type == nullptr) return;
 
   const std::unique_ptr<pb::Message> payload = NewMessage(type);
@@ -52,7 +54,7 @@ void Receive(const channelTopicMessage& envelope) {
   Require(unpacked == direct->ParseFromString(envelope.data().value()),
           "unpacking as parsing", envelope);
   if (!unpacked) return;
-  CheckForms(*payload);
+  CheckForms(*payload, sampled);
 
   // The receiver sends it on.
   channelTopicMessage sent = envelope;
@@ -77,8 +79,9 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   channelTopicMessage envelope;
   if (envelope.ParseFromArray(data, static_cast<int>(size))) {
-    CheckForms(envelope);
-    Receive(envelope);
+    const bool sampled = IsSampled({reinterpret_cast<const char*>(data), size});
+    CheckForms(envelope, sampled);
+    Receive(envelope, sampled);
   }
   return 0;
 }

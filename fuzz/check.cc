@@ -8,8 +8,12 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <memory>
+#include <set>
 #include <string>
+
+#include "support/schemas.h"
 
 namespace {
 
@@ -32,37 +36,6 @@ bool AreSame(const pb::Message& a, const pb::Message& b,
   differencer.set_field_comparator(&comparator);
   differencer.set_message_field_comparison(absence);
   return differencer.Compare(a, b);
-}
-
-void CheckBytes(const pb::Message& message) {
-  const std::string bytes = message.SerializeAsString();
-  Require(message.ByteSizeLong() == bytes.size(), "size", message);
-  const std::unique_ptr<pb::Message> parsed(message.New());
-  Require(parsed->ParseFromString(bytes), "parsing again", message);
-  Require(AreSame(*parsed, message, MessageDifferencer::EQUAL), "round trip",
-          message);
-  Require(parsed->SerializeAsString() == bytes, "writing again", message);
-
-  Require(Copy(message)->SerializeAsString() == bytes, "copy", message);
-  pb::Arena arena;
-  pb::Message* on_arena = message.New(&arena);
-  on_arena->CopyFrom(message);
-  Require(on_arena->SerializeAsString() == bytes, "copy on an arena", message);
-
-  // Encodings one after the other read as a merge of their messages.
-  on_arena->MergeFrom(message);
-  Require(parsed->ParseFromString(bytes + bytes), "parsing twice", message);
-  Require(parsed->SerializeAsString() == on_arena->SerializeAsString(), "merge",
-          message);
-}
-
-void CheckText(const pb::Message& known) {
-  std::string text;
-  Require(pb::TextFormat::PrintToString(known, &text), "printing", known);
-  const std::unique_ptr<pb::Message> parsed(known.New());
-  Require(pb::TextFormat::ParseFromString(text, parsed.get()), "reading text",
-          known);
-  Require(AreSame(*parsed, known, MessageDifferencer::EQUAL), "text", known);
 }
 
 // Drops the unknown fields in payloads, payloads of payloads included. False
@@ -94,6 +67,94 @@ bool KeepKnownPayloads(pb::Message* message) {
   return true;
 }
 
+// One input of how many gets the costly checks.
+size_t SampleInterval() {
+  const char* value = std::getenv("FUZZ_SAMPLE_INTERVAL");
+  if (value == nullptr) return 1;
+  char* end = nullptr;
+  const unsigned long interval = std::strtoul(value, &end, 10);
+  if (*end != '\0' || interval == 0) {
+    std::fprintf(stderr, "FUZZ_SAMPLE_INTERVAL is not a positive number: %s\n",
+                 value);
+    std::exit(2);
+  }
+  return interval;
+}
+
+std::set<const pb::Descriptor*>& CheckedTypes();
+
+void PrintCheckedTypes() {
+  const size_t all = Messages().size();
+  const size_t checked = CheckedTypes().size();
+  if (checked == all) {
+    std::fprintf(stderr, "all %zu messages had all checks\n", all);
+  } else {
+    std::fprintf(stderr, "%zu of %zu messages had all checks\n", checked, all);
+  }
+}
+
+// The types of messages that had all checks, printed at the end.
+std::set<const pb::Descriptor*>& CheckedTypes() {
+  static auto* types = [] {
+    std::atexit(PrintCheckedTypes);
+    return new std::set<const pb::Descriptor*>();
+  }();
+  return *types;
+}
+
+}  // namespace
+
+void Require(bool condition, const char* what, const pb::Message& message) {
+  if (condition) return;
+  std::fprintf(stderr, "%s fails: %s\n%s\n", message.GetTypeName().c_str(),
+               what, message.DebugString().c_str());
+  std::abort();
+}
+
+bool IsSampled(std::string_view input) {
+  static const size_t interval = SampleInterval();
+  return std::hash<std::string_view>()(input) % interval == 0;
+}
+
+void CheckBytes(const pb::Message& message) {
+  const std::string bytes = message.SerializeAsString();
+  Require(message.ByteSizeLong() == bytes.size(), "size", message);
+  const std::unique_ptr<pb::Message> parsed(message.New());
+  Require(parsed->ParseFromString(bytes), "parsing again", message);
+  Require(parsed->SerializeAsString() == bytes, "writing again", message);
+
+  Require(Copy(message)->SerializeAsString() == bytes, "copy", message);
+  pb::Arena arena;
+  pb::Message* on_arena = message.New(&arena);
+  on_arena->CopyFrom(message);
+  Require(on_arena->SerializeAsString() == bytes, "copy on an arena", message);
+
+  // Encodings one after the other read as a merge of their messages.
+  on_arena->MergeFrom(message);
+  Require(parsed->ParseFromString(bytes + bytes), "parsing twice", message);
+  Require(parsed->SerializeAsString() == on_arena->SerializeAsString(), "merge",
+          message);
+}
+
+void CheckFields(const pb::Message& message) {
+  const std::unique_ptr<pb::Message> parsed(message.New());
+  Require(parsed->ParseFromString(message.SerializeAsString()) &&
+              AreSame(*parsed, message, MessageDifferencer::EQUAL),
+          "round trip", message);
+  // What logs show: it looks into payloads and unknown fields.
+  Require(message.DebugString().empty() == (message.ByteSizeLong() == 0),
+          "text for people", message);
+}
+
+void CheckText(const pb::Message& known) {
+  std::string text;
+  Require(pb::TextFormat::PrintToString(known, &text), "printing", known);
+  const std::unique_ptr<pb::Message> parsed(known.New());
+  Require(pb::TextFormat::ParseFromString(text, parsed.get()), "reading text",
+          known);
+  Require(AreSame(*parsed, known, MessageDifferencer::EQUAL), "text", known);
+}
+
 void CheckJson(const pb::Message& known) {
   const std::unique_ptr<pb::Message> plain = Copy(known);
   // A payload of an unknown type or of another prefix has no JSON form, and the
@@ -111,23 +172,13 @@ void CheckJson(const pb::Message& known) {
           known);
 }
 
-}  // namespace
-
-void Require(bool condition, const char* what, const pb::Message& message) {
-  if (condition) return;
-  std::fprintf(stderr, "%s fails: %s\n%s\n", message.GetTypeName().c_str(),
-               what, message.DebugString().c_str());
-  std::abort();
-}
-
-void CheckForms(const pb::Message& message) {
+void CheckForms(const pb::Message& message, bool sampled) {
   CheckBytes(message);
-  // What logs show: it looks into payloads and unknown fields.
-  Require(message.DebugString().empty() == (message.ByteSizeLong() == 0),
-          "text for people", message);
-  // Neither text nor JSON can hold unknown fields.
+  if (!sampled) return;
+  CheckFields(message);
   const std::unique_ptr<pb::Message> known = Copy(message);
   known->DiscardUnknownFields();
   CheckText(*known);
   CheckJson(*known);
+  CheckedTypes().insert(message.GetDescriptor());
 }

@@ -20,7 +20,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::unique_ptr<pb::Message> message = NewMessage(Picked(data));
   if (message->ParseFromArray(data + kPickSize,
                               static_cast<int>(size - kPickSize))) {
-    CheckForms(*message);
+    CheckForms(*message,
+               IsSampled({reinterpret_cast<const char*>(data), size}));
     return 0;
   }
   // What was read before the fault stays in the message.
