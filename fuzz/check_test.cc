@@ -1,0 +1,100 @@
+// Each check ends the process on a message that does not pass it, and on no
+// other.
+#include "check.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "channelMessage.pb.h"
+
+namespace {
+
+using zorvik::channel::checkMessage;
+
+// How a process ends that makes a call.
+template <typename Call>
+int StatusAfter(const Call& call) {
+  const pid_t child = fork();
+  if (child == 0) {
+    // What Require has to say is of no interest here.
+    std::freopen("/dev/null", "w", stderr);
+    call();
+    _exit(0);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  return status;
+}
+
+template <typename Call>
+bool Aborts(const Call& call) {
+  const int status = StatusAfter(call);
+  return WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT;
+}
+
+template <typename Call>
+bool Passes(const Call& call) {
+  const int status = StatusAfter(call);
+  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+// How many of a thousand inputs are sampled.
+int Sampled() {
+  int sampled = 0;
+  for (int i = 0; i < 1000; ++i) sampled += IsSampled(std::to_string(i));
+  return sampled;
+}
+
+int faults = 0;
+
+void Expect(bool condition, const std::string& what) {
+  if (condition) return;
+  std::fprintf(stderr, "%s\n", what.c_str());
+  ++faults;
+}
+
+}  // namespace
+
+int main() {
+  checkMessage good;
+  good.set_status(1);
+  good.set_description("text");
+  checkMessage invalid_utf8 = good;
+  invalid_utf8.set_description("\xc3\x28");
+  checkMessage unknown_field = good;
+  unknown_field.GetReflection()
+      ->MutableUnknownFields(&unknown_field)
+      ->AddVarint(9, 1);
+
+  const struct {
+    const char* name;
+    void (*check)(const google::protobuf::Message&);
+    const checkMessage& bad;
+  } cases[] = {
+      {"CheckBytes", CheckBytes, invalid_utf8},
+      {"CheckFields", CheckFields, invalid_utf8},
+      {"CheckText", CheckText, unknown_field},
+      {"CheckJson", CheckJson, invalid_utf8},
+  };
+  for (const auto& c : cases) {
+    Expect(Aborts([&] { c.check(c.bad); }), c.name + std::string(" lets pass"));
+    Expect(Passes([&] { c.check(good); }), c.name + std::string(" refuses"));
+  }
+
+  // Each process reads the environment once.
+  unsetenv("FUZZ_SAMPLE_INTERVAL");
+  Expect(Passes([] { Require(Sampled() == 1000, "", checkMessage()); }),
+         "not all inputs are sampled by default");
+  Expect(Passes([] {
+           setenv("FUZZ_SAMPLE_INTERVAL", "10", 1);
+           const int sampled = Sampled();
+           Require(sampled > 50 && sampled < 200, "", checkMessage());
+         }),
+         "the sample is not a tenth");
+  return faults == 0 ? 0 : 1;
+}
