@@ -1,13 +1,14 @@
-// Writes the seeds of a fuzz target, made from the byte vectors that all
-// languages share.
+// Writes the seeds of a fuzz target: the byte vectors that all languages share,
+// and the inputs that once showed a fault.
 //
-// usage: make_seeds message|channel FOLDER_OF_THE_VECTORS FOLDER
+// usage: make_seeds message|channel VECTORS REGRESSIONS FOLDER
 
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iostream>
 #include <set>
+#include <stdexcept>
 
 #include "channelMessage.pb.h"
 #include "picked_message.h"
@@ -21,19 +22,47 @@ namespace {
 namespace pb = google::protobuf;
 namespace fs = std::filesystem;
 
-// Calls back with every encoding in a schema's vectors, good ones and bad ones.
-void ForEachEncoding(
-    const fs::path& folder, const pb::FileDescriptor* schema,
-    const std::function<void(const pb::Descriptor*, const std::string&)>& use) {
-  for (const WireVector& vector : ReadVectors(folder, schema)) {
+using UseEncoding =
+    std::function<void(const pb::Descriptor*, const std::string&)>;
+
+// Calls back with every encoding in the vectors, good ones and bad ones.
+void ForEachVector(const fs::path& folder, const UseEncoding& use) {
+  for (const pb::FileDescriptor* schema : Schemas()) {
+    if (schema->message_type_count() == 0) continue;
+    for (const WireVector& vector : ReadVectors(folder, schema)) {
+      const pb::Descriptor* type =
+          schema->pool()->FindMessageTypeByName(vector.Text("message"));
+      for (const char* key : {"hex", "input"}) {
+        if (vector.Has(key)) use(type, FromHex(vector.Text(key)));
+      }
+      for (const char* key : {"also", "rejects"}) {
+        for (const std::string& hex : vector.List(key)) use(type, FromHex(hex));
+      }
+    }
+  }
+}
+
+// Calls back with every regression. Its lines are the full name of a message
+// and the bytes of an encoding; those that begin with # are comments.
+void ForEachRegression(const fs::path& folder, const UseEncoding& use) {
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+    std::ifstream file(entry.path());
+    std::string name;
+    std::string bytes;
+    for (std::string line; std::getline(file, line);) {
+      if (line.rfind('#', 0) == 0) continue;
+      if (name.empty()) {
+        name = line;
+      } else {
+        bytes += FromHex(line);
+      }
+    }
     const pb::Descriptor* type =
-        schema->pool()->FindMessageTypeByName(vector.Text("message"));
-    for (const char* key : {"hex", "input"}) {
-      if (vector.Has(key)) use(type, FromHex(vector.Text(key)));
+        pb::DescriptorPool::generated_pool()->FindMessageTypeByName(name);
+    if (type == nullptr) {
+      throw std::runtime_error(entry.path().string() + " names no message");
     }
-    for (const char* key : {"also", "rejects"}) {
-      for (const std::string& hex : vector.List(key)) use(type, FromHex(hex));
-    }
+    use(type, bytes);
   }
 }
 
@@ -62,44 +91,43 @@ std::string InEnvelope(const pb::Descriptor* type, const std::string& bytes) {
   return envelope.SerializeAsString();
 }
 
-std::set<std::string> Seeds(const std::string& target,
-                            const fs::path& vectors) {
-  std::set<std::string> seeds;
-  for (const pb::FileDescriptor* schema : Schemas()) {
-    if (schema->message_type_count() == 0) continue;
-    ForEachEncoding(
-        vectors, schema,
-        [&](const pb::Descriptor* type, const std::string& bytes) {
-          if (target == "message") {
-            seeds.insert(PickOf(type) + bytes);
-            return;
-          }
-          seeds.insert(InEnvelope(type, bytes));
-          if (type == zorvik::channel::channelTopicMessage::descriptor()) {
-            seeds.insert(bytes);
-          }
-        });
+// What a target reads, made from an encoding of a message.
+std::set<std::string> Inputs(const std::string& target,
+                             const pb::Descriptor* type,
+                             const std::string& bytes) {
+  if (target == "message") return {PickOf(type) + bytes};
+  std::set<std::string> inputs = {InEnvelope(type, bytes)};
+  if (type == zorvik::channel::channelTopicMessage::descriptor()) {
+    inputs.insert(bytes);
   }
-  return seeds;
+  return inputs;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) try {
-  const std::string target = argc == 4 ? argv[1] : "";
+  const std::string target = argc == 5 ? argv[1] : "";
   if (target != "message" && target != "channel") {
-    std::cerr << "usage: make_seeds message|channel FOLDER_OF_THE_VECTORS "
+    std::cerr << "usage: make_seeds message|channel VECTORS REGRESSIONS "
                  "FOLDER\n";
     return 2;
   }
-  fs::create_directories(argv[3]);
+  std::set<std::string> seeds;
+  const auto insert = [&](const pb::Descriptor* type,
+                          const std::string& bytes) {
+    seeds.merge(Inputs(target, type, bytes));
+  };
+  ForEachVector(argv[2], insert);
+  ForEachRegression(argv[3], insert);
+  fs::remove_all(argv[4]);
+  fs::create_directories(argv[4]);
   int number = 0;
-  for (const std::string& seed : Seeds(target, argv[2])) {
-    std::ofstream(fs::path(argv[3]) / ("seed-" + std::to_string(number++)),
+  for (const std::string& seed : seeds) {
+    std::ofstream(fs::path(argv[4]) / ("seed-" + std::to_string(number++)),
                   std::ios::binary)
         << seed;
   }
-  return number > 0 ? 0 : 1;
+  return 0;
 } catch (const std::exception& error) {
   std::cerr << "make_seeds: " << error.what() << '\n';
   return 1;
