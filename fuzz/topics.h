@@ -5,8 +5,8 @@
 #include <map>
 #include <string>
 
-// Full names of messages by topic type, from the comments in the descriptor
-// set. Topic types that leave their payload open are not in it.
+// Full names of messages by topic type, from the catalogue. Topic types whose
+// content is open are not in it.
 const std::map<int, std::string>& CarriedMessages();
 
 #endif  // FUZZ_TOPICS_H_
