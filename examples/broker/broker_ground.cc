@@ -77,6 +77,17 @@ class Ground {
                    channel::CHANNEL_TOPIC_TYPE_TRACER_MEASURE_INFO});
   }
 
+  // Two equal commands, byte for byte: a thrower's command has no seq. They are
+  // two releases and not one that came twice.
+  void ReleaseTwice(uint32_t thrower_channel) {
+    zorvik::protocol::throwActionMessage action;
+    action.set_channel_index_active(thrower_channel);
+    for (int i = 0; i < 2; ++i) {
+      Send(kThrowerNode, channel::CHANNEL_TOPIC_TYPE_THROWER_ACTION, action);
+      ExpectOneEach({channel::CHANNEL_TOPIC_TYPE_THROWER_STATUS});
+    }
+  }
+
   void Sum() const {
     transcript_.Say("sent " + std::to_string(sent_) + " envelopes, received " +
                     std::to_string(received_));
@@ -112,7 +123,7 @@ class Ground {
   void ExpectOneEach(std::set<int> topics) {
     while (!topics.empty()) {
       const Publication publication = Next();
-      if (!EndsIn(publication.topic, "/out")) continue;
+      if (!EndsIn(publication.topic, "/out") || publication.repeated) continue;
       channel::channelTopicMessage envelope;
       if (!envelope.ParseFromString(publication.bytes)) {
         throw std::runtime_error("no envelope on " + publication.topic);
@@ -161,6 +172,7 @@ int main(int argc, char** argv) {
                       for (int seq = 1; seq <= count; ++seq) {
                         ground.Command(static_cast<uint32_t>(seq));
                       }
+                      ground.ReleaseTwice(/*thrower_channel=*/7);
                       ShowLastStates(port, aircraft);
                       ground.Sum();
                     });

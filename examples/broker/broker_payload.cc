@@ -52,16 +52,14 @@ void Live(const Payload& payload, const std::string& aircraft,
       transcript);
 
   int received = 0;
-  std::string last;
   while (const auto command = client->Receive(std::chrono::seconds(2))) {
     if (command->topic != TopicOf(aircraft, payload.node, "in")) continue;
-    // At least once may be twice. A command that comes again is the same down
-    // to its seq, and must not turn the gimbal or throw a load again.
-    if (command->bytes == last) {
+    // Only the transport can tell a repetition from a second command: both may
+    // have the same bytes, as not every command has a seq.
+    if (command->repeated) {
       transcript.Say("has had this command already");
       continue;
     }
-    last = command->bytes;
     ++received;
     payload.device->Handle(command->bytes, &sender);
   }

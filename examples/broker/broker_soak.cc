@@ -57,7 +57,10 @@ void Receive(MqttClient* client, Account* account) {
     if (!publication) return;  // What is missing now is lost.
     const uint32_t seq = NumberOf(publication->bytes);
     if (seq >= count) throw std::runtime_error("a number nobody sent");
-    if (account->seen[seq]) {
+    if (account->seen[seq] != publication->repeated) {
+      throw std::runtime_error("the transport is wrong about a repetition");
+    }
+    if (publication->repeated) {
       ++account->duplicates;
       continue;
     }

@@ -1,5 +1,6 @@
 #include "devices.h"
 
+#include <array>
 #include <stdexcept>
 
 #include "gimbal.h"
@@ -42,9 +43,9 @@ bool UnpackCommand(const std::string& bytes, channel::channelTopicType topic,
   return false;
 }
 
-// Eight channels, one bit for each, lowest first; a load is gone once thrown.
-// How channels share the words of the status is not settled: this is the
-// example's choice.
+// This example's own choice: eight channels, counted from 0, each with two
+// loads at first; in the words of the status one bit for each channel, lowest
+// first, which is set while the channel has a load.
 class Thrower : public Device {
  public:
   explicit Thrower(const Transcript& transcript) : transcript_(transcript) {
@@ -52,6 +53,7 @@ class Thrower : public Device {
     status_.set_multi_channel_num(kChannels);
     status_.set_channel_valid_state((1U << kChannels) - 1);
     status_.set_current_channel_state((1U << kChannels) - 1);
+    loads_.fill(2);
   }
 
   void Handle(const std::string& envelope, ChannelSender* sender) override {
@@ -60,9 +62,17 @@ class Thrower : public Device {
                        &action, transcript_)) {
       return;
     }
-    if (action.channel_index_active() < kChannels) {
-      status_.set_current_channel_state(status_.current_channel_state() &
-                                        ~(1U << action.channel_index_active()));
+    const uint32_t index = action.channel_index_active();
+    if (index < kChannels && loads_[index] > 0) {
+      --loads_[index];
+      transcript_.Say("releases a load of channel " + std::to_string(index) +
+                      ", which has " + std::to_string(loads_[index]) + " left");
+      if (loads_[index] == 0) {
+        status_.set_current_channel_state(status_.current_channel_state() &
+                                          ~(1U << index));
+      }
+    } else {
+      transcript_.Say("has no load in channel " + std::to_string(index));
     }
     sender->Send(channel::CHANNEL_TOPIC_TYPE_THROWER_STATUS, status_);
   }
@@ -71,6 +81,7 @@ class Thrower : public Device {
   static constexpr uint32_t kChannels = 8;
   const Transcript transcript_;
   protocol::throwerStatusMessage status_;
+  std::array<int, kChannels> loads_;
 };
 
 // Answers each change of its work mode and measures one frame in it.
