@@ -119,7 +119,7 @@ class Ground {
     ++sent_;
   }
 
-  // Payloads answer when they like: the order between them is open.
+  // The order between the answers of different payloads is open.
   void ExpectOneEach(std::set<int> topics) {
     while (!topics.empty()) {
       const Publication publication = Next();
@@ -143,7 +143,7 @@ class Ground {
   int received_ = 0;
 };
 
-// Comes when all is over, and still learns how every payload stands.
+// Subscribes after the last command, and still gets the state of every payload.
 void ShowLastStates(uint16_t port, const std::string& aircraft) {
   const Transcript transcript("latecomer");
   MqttClient client("latecomer", port);

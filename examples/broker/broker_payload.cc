@@ -1,5 +1,5 @@
-// A payload that lives on a broker: it registers, shows that it is alive, and
-// carries out commands until the ground station has no more of them.
+// A payload on a broker: it registers, sends a heartbeat, and carries out
+// commands until the ground station sends no more of them.
 #include <stdexcept>
 
 #include "accessMessage.pb.h"
@@ -13,8 +13,8 @@ namespace {
 
 namespace access = zorvik::access;
 
-// Asks until somebody answers: what is published while nobody subscribes is
-// gone. Returns the payload id.
+// Repeats the request until it is answered: what is published before anybody
+// has subscribed is lost. Returns the payload id.
 int Register(const Payload& payload, const std::string& aircraft,
              MqttClient* client) {
   access::payloadReqMessage request;
@@ -41,7 +41,7 @@ void Live(const Payload& payload, const std::string& aircraft,
   ChannelSender sender(
       payload.node, kGroundNode,
       [&](zorvik::channel::channelTopicType topic, const std::string& bytes) {
-        // The state first: who hears of the report finds it kept already.
+        // The state first, so that it is kept before the report arrives.
         if (topic == payload.state_topic) {
           client->Publish(TopicOf(aircraft, payload.node, "state"), bytes,
                           /*retained=*/true);

@@ -27,13 +27,16 @@ class GimbalDevice : public Device {
 
 // Unpacks the one command that a device knows. False, with a line that says
 // why, for anything else.
-bool UnpackCommand(const std::string& bytes, channel::channelTopicType topic,
+bool UnpackCommand(const std::string& bytes, int node,
+                   channel::channelTopicType topic,
                    google::protobuf::Message* command,
                    const Transcript& transcript) {
   channel::channelTopicMessage envelope;
   std::string reason = "bytes that are no envelope";
   if (envelope.ParseFromString(bytes)) {
-    if (envelope.topic_type() != topic) {
+    if (envelope.dst_node_id() != node) {
+      reason = "an envelope for node " + std::to_string(envelope.dst_node_id());
+    } else if (envelope.topic_type() != topic) {
       reason = TopicName(envelope.topic_type()) + ", not for this node";
     } else if (UnpackTopic(envelope, command, &reason)) {
       return true;
@@ -45,7 +48,8 @@ bool UnpackCommand(const std::string& bytes, channel::channelTopicType topic,
 
 // This example's own choice: eight channels, counted from 0, each with two
 // loads at first; in the words of the status one bit for each channel, lowest
-// first, which is set while the channel has a load.
+// first, which is set while the channel has a load; and a status after each
+// command.
 class Thrower : public Device {
  public:
   explicit Thrower(const Transcript& transcript) : transcript_(transcript) {
@@ -58,8 +62,9 @@ class Thrower : public Device {
 
   void Handle(const std::string& envelope, ChannelSender* sender) override {
     protocol::throwActionMessage action;
-    if (!UnpackCommand(envelope, channel::CHANNEL_TOPIC_TYPE_THROWER_ACTION,
-                       &action, transcript_)) {
+    if (!UnpackCommand(envelope, kThrowerNode,
+                       channel::CHANNEL_TOPIC_TYPE_THROWER_ACTION, &action,
+                       transcript_)) {
       return;
     }
     const uint32_t index = action.channel_index_active();
@@ -84,14 +89,15 @@ class Thrower : public Device {
   std::array<int, kChannels> loads_;
 };
 
-// Answers each change of its work mode and measures one frame in it.
+// Answers each change of its work mode and measures one frame in it. This
+// example's own choice: rlt 0 in the answer is success.
 class Tracer : public Device {
  public:
   explicit Tracer(const Transcript& transcript) : transcript_(transcript) {}
 
   void Handle(const std::string& envelope, ChannelSender* sender) override {
     protocol::TracerWorkModeControlMessage command;
-    if (!UnpackCommand(envelope,
+    if (!UnpackCommand(envelope, kTracerNode,
                        channel::CHANNEL_TOPIC_TYPE_TRACER_WORKMODE_CONTROL,
                        &command, transcript_)) {
       return;

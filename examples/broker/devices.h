@@ -20,7 +20,7 @@ struct Payload {
   std::string name;
   int node;
   zorvik::access::payloadType type;
-  // Reports under this topic say how the payload stands.
+  // The topic type whose reports are its state.
   zorvik::channel::channelTopicType state_topic;
   std::unique_ptr<Device> device;
 };

@@ -1,5 +1,5 @@
-// Where things are published. The vocabulary knows of no broker: this layout
-// is the choice of these examples.
+// Where things are published. The vocabulary does not name MQTT topics. This
+// example's own choice:
 //
 //   zorvik/<aircraft>/<node>/in            envelopes for the node
 //   zorvik/<aircraft>/<node>/out           envelopes from the node
@@ -9,8 +9,8 @@
 //   zorvik/<aircraft>/<node>/heartbeat     zorvik.access.heartbeatMessage
 //
 // An envelope is a zorvik.channel.channelTopicMessage, and so is a state.
-// Nodes go by number, so that a subscription to + in the place of the node
-// hears all of them.
+// A node is named by its node id. A subscription to + in the place of the node
+// covers all of them.
 #ifndef EXAMPLES_BROKER_TOPICS_H_
 #define EXAMPLES_BROKER_TOPICS_H_
 

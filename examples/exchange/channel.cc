@@ -12,7 +12,8 @@ void ChannelSender::Send(channel::channelTopicType topic,
 }
 
 std::string TopicName(int topic_type) {
-  // Any number can stand in topic_type; the enum's test tells what it is.
+  // topic_type may hold any number; the enum's test tells whether it is
+  // declared.
   const std::string number = std::to_string(topic_type);
   if (!channel::channelTopicType_IsValid(topic_type)) {
     return "topic type " + number;

@@ -40,8 +40,8 @@ class ChannelSender {
 // A topic type for people: its name, if it has one, and its number.
 std::string TopicName(int topic_type);
 
-// Unpacks the payload that a topic type carries. False, with a reason, when
-// the envelope holds another message or none. UnpackTo alone would not tell
+// Unpacks the content of a topic type. False, with a reason, when the envelope
+// holds another message or none. UnpackTo alone would not tell
 // which: compare the type name first.
 bool UnpackTopic(const zorvik::channel::channelTopicMessage& envelope,
                  google::protobuf::Message* payload, std::string* reason);

@@ -1,14 +1,17 @@
 #include "gimbal.h"
 
+#include "nodes.h"
+
 namespace channel = zorvik::channel;
 namespace gimbal = zorvik::gimbal;
 
 namespace {
 
-// The vocabulary has a result code and leaves its numbers open. These are the
-// example's own.
+// This example's own choice: the numbers of the result code rlt.
 enum Result : uint32_t { kDone = 0, kUnknownMode = 1 };
 
+// This example's own choice: UavGimbalRspMessage is the content of the topic
+// types of answers. The vocabulary leaves it open.
 gimbal::UavGimbalRspMessage AnswerTo(uint32_t seq, Result result) {
   gimbal::UavGimbalRspMessage answer;
   answer.set_seq(seq);
@@ -16,6 +19,7 @@ gimbal::UavGimbalRspMessage AnswerTo(uint32_t seq, Result result) {
   return answer;
 }
 
+// This example's own choice: angles are in degrees.
 void Turn(const gimbal::UavGimbalRotateReqMessage& request,
           gimbal::GimbalAttitude3d* attitude) {
   const gimbal::GimbalAttitude3d& value = request.rotationvalue();
@@ -37,6 +41,10 @@ void Gimbal::Handle(const std::string& datagram, ChannelSender* sender) {
            " bytes that is no envelope");
     return;
   }
+  if (envelope_.dst_node_id() != kGimbalNode) {
+    Refuse("an envelope for node " + std::to_string(envelope_.dst_node_id()));
+    return;
+  }
   switch (envelope_.topic_type()) {
     case channel::CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE:
       return Rotate(sender);
@@ -52,8 +60,8 @@ void Gimbal::Rotate(ChannelSender* sender) {
   gimbal::UavGimbalRotateReqMessage request;
   std::string reason;
   if (!UnpackTopic(envelope_, &request, &reason)) return Refuse(reason);
-  // Enums are open: whatever number came in is in the field. A rotation by
-  // speed would need a clock, which this gimbal does not have.
+  // The parser keeps any number in an enum field. A rotation by speed would
+  // need a clock, which this gimbal does not have.
   const int mode = request.rotationmode();
   if (mode != gimbal::UAV_GIMBAL_ROTATION_MODE_RELATIVE_ANGLE &&
       mode != gimbal::UAV_GIMBAL_ROTATION_MODE_ABSOLUTE_ANGLE) {

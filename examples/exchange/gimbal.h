@@ -1,5 +1,4 @@
-// A gimbal that exists on paper only: it answers commands and keeps an
-// attitude.
+// A simulated gimbal: it answers commands and keeps an attitude.
 #ifndef EXAMPLES_EXCHANGE_GIMBAL_H_
 #define EXAMPLES_EXCHANGE_GIMBAL_H_
 
@@ -13,8 +12,8 @@ class Gimbal {
  public:
   explicit Gimbal(const Transcript& transcript) : transcript_(transcript) {}
 
-  // Handles one datagram. Answers through the sender what asks for an answer;
-  // says in one line what it makes nothing of.
+  // Handles one datagram. Answers requests through the sender; says in one line
+  // why it ignores anything else.
   void Handle(const std::string& datagram, ChannelSender* sender);
 
  private:

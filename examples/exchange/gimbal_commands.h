@@ -1,4 +1,4 @@
-// What the ground station asks of a gimbal, and what it makes of the answers.
+// What the ground station asks of a gimbal, and how it checks the answers.
 #ifndef EXAMPLES_EXCHANGE_GIMBAL_COMMANDS_H_
 #define EXAMPLES_EXCHANGE_GIMBAL_COMMANDS_H_
 

@@ -31,7 +31,14 @@ namespace sdksub = zorvik::sdksub;
 namespace stream = zorvik::stream;
 namespace timesync = zorvik::timesync;
 
+// This example's own choice: frame sizes are in bytes, intervals in
+// milliseconds.
 constexpr int kMaxFrameSize = 1200;
+constexpr int kMinFrameInterval = 1;
+// This example's own choice: heartbeat intervals are in milliseconds.
+constexpr uint64_t kHeartbeatInterval = 1000;
+// This example's own choice: mounting positions count from 1.
+constexpr int kPosition = 1;
 constexpr char kName[] = "example gimbal";
 
 // Never 0, which would look like no number at all.
@@ -40,7 +47,9 @@ int RandomNumber() {
   return std::uniform_int_distribution<int>(1)(device);
 }
 
-// 1. Find the address server, and be granted an address for a while.
+// 1. Find the address server, and be granted an address for a while. This
+// example's own choice: addrDiscovery travels under
+// SERVICE_ID_DISCOVERY_BROADCAST as the request, and addrServer as its answer.
 void Discover(ServiceLink* link) {
   discovery::addrDiscovery broadcast;
   broadcast.set_client_random(RandomNumber());
@@ -69,11 +78,14 @@ void Discover(ServiceLink* link) {
   link->transcript().Say("has the address " + grant.ip_addr());
 }
 
-// 2. Agree on the size of frames, and say where topics are to be sent.
+// 2. Agree on the size of frames, and say where topics are to be sent. This
+// example's own choice: handShakeMessage travels under SERVICE_ID_HS_APPLY as
+// the request, and handShakeRspMessage as its answer; an answer means success,
+// without a handShakeErrorCode.
 void ShakeHands(ServiceLink* link, uint16_t channel_port) {
   handshake::handShakeMessage limits;
   limits.set_maxframesize(kMaxFrameSize);
-  limits.set_minframeinterval(1);
+  limits.set_minframeinterval(kMinFrameInterval);
   link->Send(Request(COMPONENT_ID_HANDSHAKE, handshake::SERVICE_ID_HS_APPLY),
              limits);
   link->Expect<handshake::handShakeRspMessage>(
@@ -92,7 +104,7 @@ int Register(ServiceLink* link) {
   request.set_src_id(kGimbalNode);
   request.set_payload_type(access::PAYLOAD_GIMBAL);
   request.set_product_alias(kName);
-  request.set_payload_position(1);
+  request.set_payload_position(kPosition);
   request.set_psdklib_version("2.0.0");
   request.set_payload_version("0.1");
   link->Send(
@@ -103,7 +115,7 @@ int Register(ServiceLink* link) {
 
   access::heartbeatMessage heartbeat;
   heartbeat.set_src_node_id(kGimbalNode);
-  heartbeat.set_time_interval(1000);
+  heartbeat.set_time_interval(kHeartbeatInterval);
   link->Send(Report(COMPONENT_ID_ACCESS, access::PAYLOAD_TOPIC_HEARTBEAT),
              heartbeat);
   const auto list = link->Expect<access::payloadList>(
@@ -162,7 +174,10 @@ void ReadTelemetry(ServiceLink* link) {
                          std::to_string(battery.percentage()) + " %");
 }
 
-// 7. Upload a file: the receiver asks for it piece by piece.
+// 7. Upload a file: the receiver asks for it piece by piece. This example's own
+// choice: sizes are in bytes; the sender of the file sends verifyDigest, with
+// the digest in lower-case hexadecimal, and the receiver compares and ends the
+// session.
 void Upload(ServiceLink* link) {
   std::string file;
   for (int line = 1; line <= 200; ++line) {
@@ -214,7 +229,8 @@ void Upload(ServiceLink* link) {
                          finish.finish_desc());
 }
 
-// 8. Leave a line in the aircraft's log.
+// 8. Leave a line in the log. This example's own choice: logMessage travels
+// under LOGGER_REPORT_WRITE.
 void WriteLog(ServiceLink* link, int payload_id) {
   logger::logMessage log;
   log.set_payload_id(payload_id);

@@ -31,7 +31,9 @@ namespace sdksub = zorvik::sdksub;
 namespace stream = zorvik::stream;
 namespace timesync = zorvik::timesync;
 
+// This example's own choice: a fixed number, and a lease in seconds.
 constexpr int kServerRandom = 4711;
+constexpr uint32_t kLeaseTime = 3600;
 constexpr int kPayloadId = 3;
 constexpr int64_t kLargestFile = 1 << 20;
 constexpr int kLargestPiece = 1000;
@@ -58,8 +60,9 @@ void GrantAddress(ServiceLink* link) {
   discovery::addrResponse grant;
   grant.set_client_random(request.client_random());
   grant.set_server_random(request.server_random());
+  // This example's own choice: an address as dotted decimal numbers.
   grant.set_ip_addr("127.0.0.1");
-  grant.set_lease_time(3600);
+  grant.set_lease_time(kLeaseTime);
   link->Send(
       Answer(COMPONENT_ID_DISCOVERY, discovery::SERVICE_ID_DISCOVERY_REQUEST),
       grant);
@@ -99,7 +102,7 @@ void RegisterPayload(ServiceLink* link) {
   access::payloadInfo* payload = list.add_payload_list();
   payload->set_payload_id(kPayloadId);
   payload->set_payload_type(request.payload_type());
-  payload->set_is_online(1);
+  payload->set_is_online(1);  // This example's own choice: 1 is online.
   payload->set_last_active_time(static_cast<uint64_t>(Now()));
   payload->set_payload_position(request.payload_position());
   payload->set_psdklib_version(request.psdklib_version());
@@ -120,7 +123,9 @@ void ServeTime(ServiceLink* link) {
              response);
 }
 
-// 6. What the aircraft tells those who subscribed. The units are made up.
+// 6. What the aircraft sends to subscribers. Nothing subscribes here, as the
+// vocabulary has no message for it. This example's own choice: m/s, mAh, mV and
+// mA.
 void PublishTelemetry(ServiceLink* link) {
   sdksub::Velocity velocity;
   velocity.mutable_data()->set_x(3.5F);
@@ -162,7 +167,7 @@ void TakeFile(ServiceLink* link) {
                wanted);
     const auto piece = link->Expect<stream::responseData>(
         Report(COMPONENT_ID_STREAM, stream::REPORT_ID_STREAM_DATA));
-    // Nothing ties length to data but the sender's good will.
+    // Nothing but the sender makes length agree with data.
     if (piece.session() != wanted.session() ||
         piece.offset() != wanted.offset() ||
         piece.length() != wanted.length() ||
@@ -189,7 +194,7 @@ void TakeFile(ServiceLink* link) {
              finish);
 }
 
-// 8. Read the last line of the story.
+// 8. Read the line for the log.
 void ReadLog(ServiceLink* link) {
   const auto log = link->Expect<logger::logMessage>(
       Report(COMPONENT_ID_LOGGER, logger::LOGGER_REPORT_WRITE));

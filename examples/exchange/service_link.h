@@ -1,9 +1,9 @@
 // Carries the messages that have no envelope in the vocabulary.
 //
 // The schemas number the components, services, topics and reports but leave
-// open how a number travels beside its message. This header is the choice of
-// these examples and nothing more: three 16-bit numbers, most significant byte
-// first, and the encoded message behind them.
+// open how a number travels beside its message. This example's own choice: a
+// header of three 16-bit numbers, most significant byte first, and then the
+// encoded message.
 //
 //   kind | component (UAV_COMPONENT_ID) | service, topic or report id | message
 #ifndef EXAMPLES_EXCHANGE_SERVICE_LINK_H_
