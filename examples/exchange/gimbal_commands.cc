@@ -67,6 +67,20 @@ class Commander {
     ExpectSilence();
   }
 
+  // A command for another node that arrives here all the same.
+  void SendToAnotherNode() {
+    gimbal::UavResetReqMessage reset;
+    reset.set_seq(++seq_);
+    ChannelSender(
+        kGroundNode, kThrowerNode,
+        [this](auto, const std::string& bytes) {
+          socket_.Send(bytes, gimbal_);
+        },
+        transcript_)
+        .Send(channel::CHANNEL_TOPIC_TYPE_GIMBAL_RESET, reset);
+    ExpectSilence();
+  }
+
   // A topic type that carries another message than the one in the envelope.
   void SendMismatch() {
     gimbal::UavResetReqMessage reset;
@@ -139,6 +153,7 @@ void CommandGimbal(const Address& gimbal, const Transcript& transcript) {
   commander.SetUndeclaredMode(7);
   commander.SendGarbage();
   commander.SendMismatch();
+  commander.SendToAnotherNode();
   // The gimbal is still there.
   commander.Rotate(gimbal::UAV_GIMBAL_ROTATION_MODE_ABSOLUTE_ANGLE, 0, 0);
 }
