@@ -27,20 +27,20 @@ static void write_rotate(FILE *file) {
   request.rotationmode =
       ZORVIK__GIMBAL__E_UAVGIMBAL_ROTATION_MODE__UAV_GIMBAL_ROTATION_MODE_ABSOLUTE_ANGLE;
   request.rotationvalue = &angles;
-  uint8_t payload[64];
-  if (protobuf_c_message_get_packed_size(&request.base) > sizeof payload) {
-    fail("no room for the payload");
+  uint8_t content[64];
+  if (protobuf_c_message_get_packed_size(&request.base) > sizeof content) {
+    fail("no room for the content");
   }
 
-  /* The type URL is put together by hand: the payload's descriptor has the
-   * name, and this is the prefix that goes with it. */
+  /* protobuf-c has no call that packs: the type URL is the prefix and the
+   * name from the descriptor. */
   char type_url[128];
   snprintf(type_url, sizeof type_url, "type.googleapis.com/%s",
            request.base.descriptor->name);
   Google__Protobuf__Any data = GOOGLE__PROTOBUF__ANY__INIT;
   data.type_url = type_url;
-  data.value.data = payload;
-  data.value.len = protobuf_c_message_pack(&request.base, payload);
+  data.value.data = content;
+  data.value.len = protobuf_c_message_pack(&request.base, content);
 
   Envelope envelope = ZORVIK__CHANNEL__CHANNEL_TOPIC_MESSAGE__INIT;
   envelope.topic_type =
@@ -63,7 +63,7 @@ static void describe(FILE *file) {
       zorvik__channel__channel_topic_message__unpack(NULL, size, encoded);
   if (envelope == NULL || envelope->data == NULL) fail("no envelope");
 
-  /* Any number may stand in topic_type; not each has a name. */
+  /* topic_type may hold any number; not every number has a name. */
   const ProtobufCEnumValue *topic = protobuf_c_enum_descriptor_get_value(
       &zorvik__channel__channel_topic_type__descriptor, envelope->topic_type);
   printf("%s\n", topic == NULL ? "no name" : topic->name);

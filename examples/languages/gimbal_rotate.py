@@ -28,17 +28,17 @@ def rotate():
 
 def describe(encoded):
     envelope = channel.channelTopicMessage.FromString(encoded)
-    # Any number may stand in topic_type; not each has a name.
+    # topic_type may hold any number; not every number has a name.
     topics = channel.channelTopicType.DESCRIPTOR.values_by_number
     topic = topics.get(envelope.topic_type)
     print(topic.name if topic else envelope.topic_type)
     # Finds the messages of all modules that were imported.
-    payload = symbol_database.Default().GetSymbol(envelope.data.TypeName())()
-    if not envelope.data.Unpack(payload):
-        raise message.DecodeError("the payload is not what its type URL says")
+    content = symbol_database.Default().GetSymbol(envelope.data.TypeName())()
+    if not envelope.data.Unpack(content):
+        raise message.DecodeError("the content is not the message that its type URL names")
     print(envelope.data.TypeName())
-    if isinstance(payload, gimbal.UavGimbalRotateReqMessage):
-        print("seq", payload.seq, "pitch", payload.rotationValue.pitch)
+    if isinstance(content, gimbal.UavGimbalRotateReqMessage):
+        print("seq", content.seq, "pitch", content.rotationValue.pitch)
 
 
 with open(sys.argv[1], "wb") as file:

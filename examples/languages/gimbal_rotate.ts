@@ -49,13 +49,13 @@ function rotate(): Uint8Array {
 
 function describe(encoded: Uint8Array): void {
   const envelope = envelopes.decode(encoded) as unknown as Envelope;
-  // Any number may stand in topic_type; not each has a name.
+  // topic_type may hold any number; not every number has a name.
   console.log(topics.valuesById[envelope.topic_type] ?? envelope.topic_type);
   const name = envelope.data.type_url.split("/").pop() ?? "";
   console.log(name);
-  const payload = root.lookupType(name).decode(envelope.data.value);
-  if (payload.$type === rotates) {
-    const request = payload as unknown as Rotate;
+  const content = root.lookupType(name).decode(envelope.data.value);
+  if (content.$type === rotates) {
+    const request = content as unknown as Rotate;
     console.log("seq", request.seq, "pitch", request.rotationValue.pitch);
   }
 }

@@ -1,5 +1,5 @@
 """Prints an encoded message as JSON. Knows no schema but those of the
-descriptor set that it is given, and takes every payload from there.
+descriptor set that it is given, and unpacks contents with them.
 
 usage: to_json.py DESCRIPTOR_SET FULL_NAME FILE
 """
