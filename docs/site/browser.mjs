@@ -1,5 +1,5 @@
 // How the browser is started that draws the diagrams and tests the site:
-// Debian's, without a window, and without calls of its own to anywhere.
+// Debian's, without a window, and without network requests of its own.
 export const launchOptions = {
   executablePath: '/usr/bin/chromium',
   args: [

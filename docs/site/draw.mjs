@@ -2,8 +2,8 @@
 // input, writes the list of their SVG drawings to standard output.
 //
 // Mermaid measures text and so needs a browser. The drawings come without
-// colours, shadows and fonts of their own: the site's style sheet dresses them,
-// for a light and a dark page alike.
+// colours, shadows and fonts of their own: the site's style sheet sets these,
+// for light and dark pages.
 import { createRequire } from 'node:module';
 import { text } from 'node:stream/consumers';
 import { chromium } from 'playwright-core';

@@ -8,12 +8,12 @@ from markdown_it import MarkdownIt
 
 TOKEN = re.compile(
     r"[A-Za-z_][A-Za-z0-9_]*(?:\.[A-Za-z_][A-Za-z0-9_]*)*_?\*?|\d{3,}")
-# Stands in links for the way up to the root of the site, which each page that
-# shows a comment puts in.
+# Used in links for the relative path to the root of the site; each page that
+# shows a comment replaces it.
 ROOT = "@root/"
 # A word of prose has no underscore, dot, digit or inner capital.
 NAME = re.compile(r"_|\.|\*|[a-z][A-Z]|[A-Za-z]\d|^[A-Z]{4,}$")
-# These look like names and are none.
+# These look like names and are not.
 PROSE = re.compile(r"[A-Z]+[0-9]*|GiB|KiB|MiB|e\.g|i\.e|SHA\d*|\d+")
 
 
@@ -27,8 +27,8 @@ class Linker:
             if element.kind != "field":
                 by_name[element.name].append(element)
         self.unique = {n: e[0] for n, e in by_name.items() if len(e) == 1}
-        # Comments are plain prose with lists; nothing else of Markdown counts
-        # in them, least of all the stars and underscores of names.
+        # Comments are plain prose with lists. Other Markdown has no meaning in
+        # them, in particular the stars and underscores of names.
         self.markdown = MarkdownIt("zero").enable(["list", "code"])
         self.markdown.renderer.rules["text"] = self._text
         self.markdown.renderer.rules["code_block"] = self._aligned

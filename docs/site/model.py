@@ -206,7 +206,7 @@ class Schema:
 
     @property
     def title(self):
-        """What stands before the colon of the head comment."""
+        """The head comment up to its colon."""
         return self.comment.text.split(":")[0].strip()
 
     @property
@@ -274,7 +274,7 @@ class Vocabulary:
             groups.append(Subsystem(**group))
         if by_stem:
             groups.append(Subsystem("further", "Further schemas",
-                                    "Schemas that stand in no group yet.",
+                                    "Schemas without a group.",
                                     list(by_stem.values())))
         for group in groups:
             for schema in group.schemas:

@@ -22,7 +22,7 @@ class Part:
     name: str
     field: object  # The field of the vocabulary, or None.
     shown: str
-    named: object = None  # The enum value that the number stands for.
+    named: object = None  # The enum value of that number.
 
 
 def read_varint(data, at):

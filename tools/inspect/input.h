@@ -1,4 +1,4 @@
-// Encoded messages, from however they were written down.
+// Encoded messages, read from bytes or hex digits.
 #ifndef TOOLS_INSPECT_INPUT_H_
 #define TOOLS_INSPECT_INPUT_H_
 
@@ -16,11 +16,11 @@ struct Piece {
   std::string place;  // "message 3" or "line 3".
 };
 
-// Takes the input apart into encoded messages. Hex digits may stand in any
+// Takes the input apart into encoded messages. Hex digits may be in any
 // groups with white space between them. When asked to detect the encoding,
 // input of nothing but an even number of hex digits and white space is hex.
-// What is not as it should be throws std::runtime_error with the offset and the
-// reason, after what could be read was added to the pieces.
+// Other input throws std::runtime_error with the offset and the reason, after
+// what could be read was added to the pieces.
 void Split(const std::string& input, Encoding encoding, Framing framing,
            std::vector<Piece>* pieces);
 

@@ -136,7 +136,7 @@ void Printer::PrintPayload(const pb::Message& message, int indent) {
   PrintUnknown(message.GetReflection()->GetUnknownFields(message), indent + 1);
 }
 
-// Says so when the message that an id stands for is not the one beside it.
+// Says so when the message beside an id is not the one that it carries.
 void Printer::PrintMismatch(const pb::Message& message, int indent) {
   const pb::Descriptor* type = message.GetDescriptor();
   const pb::Reflection* reflection = message.GetReflection();

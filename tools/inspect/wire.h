@@ -1,5 +1,5 @@
-// Finds the place where an encoded message is broken. The protobuf runtime says
-// only that it is.
+// Finds the place where an encoded message is malformed. The protobuf runtime
+// only reports that it is.
 #ifndef TOOLS_INSPECT_WIRE_H_
 #define TOOLS_INSPECT_WIRE_H_
 

@@ -15,7 +15,7 @@ local catalogue = dofile(folder .. "/catalogue.lua")
 local zorvik = {enums = catalogue.enums}
 _G.zorvik = zorvik
 
--- The names of an enum's numbers, as Wireshark wants them.
+-- The names of an enum's numbers, in the form that Wireshark takes.
 function zorvik.names(enum)
   local names = {}
   for number, value in pairs(zorvik.enums[enum]) do

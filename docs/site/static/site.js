@@ -226,7 +226,7 @@ document.addEventListener('keydown', (event) => {
   input.select();
 });
 
-// The list of contents is folded where it would stand in the way.
+// The list of contents is folded where there is no room beside the text.
 const contents = document.querySelector('.contents details');
 const wide = matchMedia('(min-width: 62rem)');
 const fold = () => contents?.toggleAttribute('open', wide.matches);
@@ -238,7 +238,7 @@ contents?.addEventListener('click', (event) => {
   }
 });
 
-// Paper shows everything.
+// A printed page shows the folded parts, too.
 let unfolded = [];
 addEventListener('beforeprint', () => {
   unfolded = [...document.querySelectorAll('details:not([open])')];
