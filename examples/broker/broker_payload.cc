@@ -32,7 +32,7 @@ int Register(const Payload& payload, const std::string& aircraft,
       return registered.payload_id();
     }
   }
-  throw std::runtime_error("nobody registers payloads");
+  throw std::runtime_error("no answer to the registration");
 }
 
 void Live(const Payload& payload, const std::string& aircraft,

@@ -56,7 +56,7 @@ void Receive(MqttClient* client, Account* account) {
     const auto publication = client->Receive(std::chrono::seconds(20));
     if (!publication) return;  // What is missing now is lost.
     const uint32_t seq = NumberOf(publication->bytes);
-    if (seq >= count) throw std::runtime_error("a number nobody sent");
+    if (seq >= count) throw std::runtime_error("a number that was not sent");
     if (account->seen[seq] != publication->repeated) {
       throw std::runtime_error("the transport is wrong about a repetition");
     }

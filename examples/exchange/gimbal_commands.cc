@@ -57,7 +57,7 @@ class Commander {
     const uint32_t result =
         AskForMode(static_cast<gimbal::eUAVGimbalMode>(number));
     if (result == 0)
-      throw std::runtime_error("the gimbal took a mode at random");
+      throw std::runtime_error("the gimbal took a mode that is not declared");
     transcript_.Say("is refused with rlt " + std::to_string(result));
   }
 

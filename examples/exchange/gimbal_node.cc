@@ -1,4 +1,4 @@
-// A gimbal's life on the link, from the first broadcast to its last log line.
+// A gimbal on the link, from its first broadcast to a line for the log.
 // Start ground_station on the same machine; either may come first.
 #include <sha256.h>
 
@@ -57,14 +57,14 @@ void Discover(ServiceLink* link) {
                                      discovery::SERVICE_ID_DISCOVERY_BROADCAST);
   discovery::addrServer server;
   int tries = 10;
-  do {  // A broadcast is repeated until somebody hears it.
+  do {  // A broadcast is repeated until it is answered.
     if (tries-- == 0) throw std::runtime_error("no address server answers");
     link->Send(kBroadcast, broadcast);
   } while (!link->TryReceive(
       Answer(COMPONENT_ID_DISCOVERY, discovery::SERVICE_ID_DISCOVERY_BROADCAST),
       &server, std::chrono::milliseconds(500)));
   if (server.client_random() != broadcast.client_random()) {
-    throw std::runtime_error("the server answers somebody else's broadcast");
+    throw std::runtime_error("the server answers another broadcast");
   }
 
   discovery::addrRequest request;
@@ -98,7 +98,7 @@ void ShakeHands(ServiceLink* link, uint16_t channel_port) {
              sync);
 }
 
-// 3. Register as a payload, and show a first sign of life. Returns the id.
+// 3. Register as a payload, and send a heartbeat. Returns the id.
 int Register(ServiceLink* link) {
   access::payloadReqMessage request;
   request.set_src_id(kGimbalNode);
@@ -235,7 +235,7 @@ void WriteLog(ServiceLink* link, int payload_id) {
   logger::logMessage log;
   log.set_payload_id(payload_id);
   log.set_payload_name(kName);
-  log.set_content("life on the link went well");
+  log.set_content("all exchanges succeeded");
   link->Send(Report(COMPONENT_ID_LOGGER, logger::LOGGER_REPORT_WRITE), log);
 }
 

@@ -44,7 +44,7 @@ ServiceLink::ServiceLink(uint16_t port, Transcript transcript)
 
 void ServiceLink::Send(const Subject& subject,
                        const google::protobuf::Message& message) {
-  if (!peer_) throw std::logic_error("nobody to send " + subject.name + " to");
+  if (!peer_) throw std::logic_error("no node to send " + subject.name + " to");
   std::string bytes = Header(subject);
   message.AppendToString(&bytes);
   transcript_.Sent(subject.name, bytes, message);

@@ -65,7 +65,7 @@ class ServiceLink {
  public:
   ServiceLink(uint16_t port, Transcript transcript);
 
-  // Sends to the given node, or to the one that was heard last.
+  // Sends to the given node, or to the sender of the last datagram.
   void Connect(const Address& peer) { peer_ = peer; }
   void Send(const Subject& subject, const google::protobuf::Message& message);
 
