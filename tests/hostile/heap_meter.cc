@@ -7,14 +7,14 @@
 
 namespace {
 
-// Of one thread: others may allocate as they like.
+// Of one thread; what others allocate is not counted.
 thread_local long long in_use = 0;
 thread_local long long most_in_use = 0;
 
-// In front of each block stands what it costs.
+// The cost of a block is stored in front of it.
 constexpr size_t kHead = alignof(std::max_align_t);
 
-// What a block of this size takes from glibc's heap. Reckoned and not asked
+// What a block of this size takes from glibc's heap. Computed and not asked
 // for, since a block that is used again may be somewhat too large.
 long long Cost(size_t size) {
   constexpr size_t kUnit = 2 * sizeof(size_t);

@@ -1,4 +1,4 @@
-// Short inputs that claim to be more than they are: every message refuses them
+// Short inputs that announce more than they contain: every message refuses them
 // and takes no more memory than their length allows.
 #include <google/protobuf/any.pb.h>
 #include <google/protobuf/io/zero_copy_stream_impl.h>
@@ -51,8 +51,7 @@ void ExpectRefused(const pb::Descriptor* type, const std::string& bytes) {
   EXPECT_LE(meter.peak(), Most(bytes.size()));
 }
 
-// For each message, a number that it knows as any field and one that it does
-// not know.
+// For each message, the number of one of its fields and one that is unknown.
 void ForEachNumber(
     const std::function<void(const pb::Descriptor*, int number)>& check) {
   ASSERT_FALSE(Messages().empty());
@@ -115,7 +114,7 @@ TEST(HostileInput, VarintsWithoutEndAreRefused) {
   });
 }
 
-// An unknown record may hold records as deep as it likes: it is kept as bytes.
+// An unknown record may hold records at any depth: it is kept as bytes.
 TEST(HostileInput, UnknownRecordsAreNotFollowed) {
   std::string bytes;
   for (int depth = 0; depth < 5000; ++depth) {
@@ -152,8 +151,8 @@ TEST(HostileInput, EnvelopesAreOpenedOneByOne) {
   EXPECT_EQ(depth, 2000);
 }
 
-// A stream does not tell how long it is: the parser believes what a length
-// says and takes memory for it, up to 50 MB. A limit on the stream prevents it.
+// The length of a stream is not known: the parser takes memory for the length
+// that a field announces, up to 50 MB. A limit on the stream prevents it.
 TEST(HostileInput, LengthsInALimitedStreamTakeNoMoreThanTheLimit) {
   constexpr int kLimit = 65536;
   constexpr size_t kStreamBuffer = 16384;

@@ -75,22 +75,22 @@ class Attacker {
     if (factor > worst->factor) *worst = {factor, piece};
   }
 
-  // What one can say to a message that makes it take memory.
+  // The pieces of input that make this message take memory.
   std::vector<std::string> Pieces() const {
     std::vector<std::string> pieces;
-    const int stranger = UnknownNumber();
-    pieces.push_back(Varint(stranger));
-    pieces.push_back(Delimited(stranger, ""));
+    const int unknown = UnknownNumber();
+    pieces.push_back(Varint(unknown));
+    pieces.push_back(Delimited(unknown, ""));
     for (const std::string& text : Texts()) {
-      pieces.push_back(Delimited(stranger, text));
+      pieces.push_back(Delimited(unknown, text));
     }
     // Groups in groups, the innermost empty or not, and one that does not end.
-    pieces.push_back(Group(stranger, "").substr(0, 1));
+    pieces.push_back(Group(unknown, "").substr(0, 1));
     for (std::string inside : {std::string(), Varint(1), Delimited(1, "")}) {
       for (int depth : {1, 2, 4, 16, 64}) {
         std::string group = inside;
         for (int i = 1; i < depth; ++i) group = Group(1, group);
-        pieces.push_back(Group(stranger, group));
+        pieces.push_back(Group(unknown, group));
       }
     }
     for (int i = 0; i < type_->field_count(); ++i) {

@@ -19,8 +19,8 @@ struct ParseMemory {
 
 // The worst that was found for a message, whether it takes the input or refuses
 // it. Tries everything that a sender can repeat in it: each of its fields, with
-// whatever inside costs most, and fields that it does not know. Inputs go up to
-// the given length.
+// the content that costs most, and unknown fields. Inputs go up to the given
+// length.
 ParseMemory WorstParse(const google::protobuf::Descriptor* type,
                        size_t max_length);
 

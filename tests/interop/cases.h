@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-// Bytes to read, and what has to come of them.
+// Bytes to read, and the required result.
 struct Case {
   std::string origin;  // Where it comes from, for a reader of a report.
   const google::protobuf::Descriptor* type;

@@ -1,5 +1,4 @@
-// Compares what another implementation made of a case with what the library
-// makes of it.
+// Compares the result of another implementation for a case with the library's.
 #ifndef TESTS_INTEROP_COMPARE_H_
 #define TESTS_INTEROP_COMPARE_H_
 
@@ -19,7 +18,7 @@ struct Answer {
   std::string json_error;  // or why it refuses that.
 };
 
-// Whether an implementation writes a negative zero, as the wire format wants.
+// Whether an implementation writes a negative zero, as it has to.
 enum class NegativeZero { kKept, kLost };
 
 // One report per disagreement: the message, the field, both forms.

@@ -1,4 +1,4 @@
-// The comparison with other implementations sees what it has to see.
+// The comparison with other implementations reports every kind of difference.
 #include "interop/compare.h"
 
 #include <google/protobuf/util/json_util.h>

@@ -1,5 +1,5 @@
-// Many threads read one object, which nobody writes. The results are compared
-// here; that no thread changes anything is for ThreadSanitizer to see.
+// Many threads read one object, and none of them writes it. The results are
+// compared here; ThreadSanitizer finds a thread that changes something.
 #include <google/protobuf/util/message_differencer.h>
 #include <gtest/gtest.h>
 

@@ -215,7 +215,7 @@ TEST(Contract, ExportsTheDescriptorTableOfEverySchema) {
 }
 
 // An executable may hold copies of the library's objects. All must agree on
-// one: the library must not bind to its own behind the executable's back.
+// one: the library must not bind to its own copies.
 TEST(Contract, HasOneDefaultInstanceSeenFromTheExecutable) {
   const auto expect_prototype = [](const pb::Message& instance) {
     EXPECT_EQ(pb::MessageFactory::generated_factory()->GetPrototype(

@@ -17,8 +17,8 @@ extern "C" google::protobuf::Message* MakeEnvelope() {
   return envelope.release();
 }
 
-// Takes what any plugin made. Goes by the class, by the descriptor and by the
-// names that travel: all of them are the same in every plugin.
+// Takes what any plugin made. Compares the class, the descriptor and the names
+// on the wire: all of them are the same in every plugin.
 extern "C" bool TakeEnvelope(google::protobuf::Message* message) {
   const std::unique_ptr<google::protobuf::Message> owned(message);
   const auto* envelope = dynamic_cast<channelTopicMessage*>(message);

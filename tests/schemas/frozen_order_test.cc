@@ -1,5 +1,5 @@
 // What is frozen keeps its order of declaration, which the descriptors show.
-// That it is all still there is checked elsewhere, with more to say about it.
+// scripts/check-compatibility finds what is missing or changed.
 #include <google/protobuf/descriptor.pb.h>
 #include <gtest/gtest.h>
 
@@ -21,7 +21,7 @@ std::vector<std::string> Names(const Declarations& declarations) {
   return names;
 }
 
-// The frozen names come in their order; new ones may stand anywhere.
+// The frozen names come in their order; new ones may be anywhere.
 template <typename Declarations>
 void ExpectOrder(const Declarations& frozen, const Declarations& now) {
   const std::vector<std::string> was = Names(frozen);

@@ -1,5 +1,5 @@
-// Facts about the set of schemas that an edit could break without a word, read
-// from the descriptors.
+// Facts about the set of schemas that an edit could break without an
+// error, read from the descriptors.
 #include <google/protobuf/descriptor.pb.h>
 #include <gtest/gtest.h>
 

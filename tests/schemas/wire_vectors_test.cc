@@ -96,8 +96,8 @@ TEST(WireVectors, HoldInBothDirections) {
   }
 }
 
-// The vectors are read by name of their schema; one that is named otherwise
-// would never be looked at.
+// The vectors are read by the name of their schema; a file with another name
+// would not be read.
 TEST(WireVectors, BelongToASchema) {
   for (const auto& entry : std::filesystem::directory_iterator(VECTOR_DIR)) {
     if (entry.path().extension() != ".json") continue;

@@ -41,7 +41,7 @@ const survey = () => page.evaluate(() => ({
   overflow: document.documentElement.scrollWidth - innerWidth,
 }));
 
-test('pages stand on their own, and every link leads somewhere', async () => {
+test('pages load nothing else, and every link has a target', async () => {
   const found = new Map();
   for (const [colorScheme, width] of [['light', 1280], ['dark', 390]]) {
     await page.emulateMedia({ colorScheme });

@@ -6,7 +6,7 @@
 
 #include <string>
 
-// Collects what the protobuf runtime logs while it lives.
+// Collects what the protobuf runtime logs during its lifetime.
 class CapturedLog {
  public:
   CapturedLog();

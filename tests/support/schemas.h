@@ -22,7 +22,7 @@ std::vector<const google::protobuf::EnumDescriptor*> Enums();
 std::unique_ptr<google::protobuf::Message> NewMessage(
     const google::protobuf::Descriptor* type);
 
-// The bytes of a message that may well hold invalid UTF-8 or no data at all.
+// The bytes of a message that may hold invalid UTF-8 or no data at all.
 std::string Encode(const google::protobuf::Message& message);
 
 #endif  // TESTS_SUPPORT_SCHEMAS_H_

@@ -1,5 +1,5 @@
-// Where inspect finds a fault, the runtime refuses the message, and the other
-// way round: over all messages, cut short anywhere and with any byte changed.
+// Inspect finds a fault exactly where the runtime refuses the message: over
+// all messages, cut short anywhere and with any byte changed.
 #include <google/protobuf/dynamic_message.h>
 #include <gtest/gtest.h>
 
