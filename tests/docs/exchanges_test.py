@@ -4,10 +4,10 @@
 usage: exchanges_test.py CATALOGUE GUIDE OTHER_GUIDE...
 
 Every arrow of a drawing and every row of a table "... | Message | ..." is
-compared with the catalogue; every settled id has to occur in one of them, and
-every name between backticks has to be one of the vocabulary. In all guides, "N
-of the M topic types" has to be the number with settled content and the number
-of all.
+compared with the catalogue; every settled id and answer has to occur in one of
+them, and every name between backticks has to be one of the vocabulary. In all
+guides, "N of the M topic types" has to be the number with settled content and
+the number of all.
 """
 
 import json
@@ -71,6 +71,7 @@ class Guide:
         self.vocabulary = vocabulary
         self.faults = []
         self.seen = set()  # Ids in a drawing or a table.
+        self.answered = set()  # Those whose answer is there, too.
         self.line = 0
         self.drawn = None  # Ids of the drawing that the line is in.
         headers = []
@@ -94,6 +95,11 @@ class Guide:
             if vocabulary.carries(id):
                 self.faults.append(f"{id} carries {vocabulary.carries(id)} and "
                                    "is in no drawing and no table")
+        for id in vocabulary.ids.keys() - self.answered:
+            message, own_id = vocabulary.answer(id)
+            if message and own_id is None:
+                self.faults.append(f"{message} answers {id} and is in no "
+                                   "drawing and no table")
 
     def fault(self, text):
         self.faults.append(f"line {self.line}: {text}")
@@ -124,6 +130,9 @@ class Guide:
     def arrow(self, is_answer, message, ids, opens):
         v = self.vocabulary
         answers = {v.answer(id) for id in self.drawn}
+        if is_answer:
+            self.answered |= {id for id in self.drawn
+                              if v.answer(id)[0] == message}
         wanted = opens & {"sender"}
         for id in ids:
             if message is None:
@@ -157,6 +166,8 @@ class Guide:
         message = cells["Message"].strip("`")
         for id in re.findall(r"`(\w+)`", ids) or [ids]:
             self.seen.add(id)
+            if "Answer" in cells:
+                self.answered.add(id)
             if id not in v.ids:
                 self.fault(f"{id} is no id")
             elif message != v.carries(id):
@@ -198,6 +209,7 @@ def plants(text):
             (r"-->>(?=.*payloadRspMessage)", "->>", "neither is drawn"),
             (r"\n.*<br/>PAYLOAD_SERVICE_PAYLOAD_REGISTER", "",
              "neither is drawn"),
+            (r"\n.*-->>.*positionResponse", "", "answers POSITION_SERVICE"),
             (r"->>(?=.*addrRelet)", "->", "neither an arrow"),
             (r"`client_random`", "`client_number`", "nothing is called"),
             (r"\d+(?= of the \d+ topic\s+types)", "1", "it is")):
