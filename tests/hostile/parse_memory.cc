@@ -4,6 +4,7 @@
 // usage: parse_memory               prints the table of docs/security.md
 //        parse_memory --check FILE  fails where a schema takes more than FILE
 //                                   states, or is not stated
+#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <iostream>
@@ -38,14 +39,27 @@ std::map<std::string, Worst> Measure() {
   return worst;
 }
 
+// What the schemas that are not in the table have in common: unknown fields
+// cost most in them.
+constexpr char kOthers[] = "others";
+
 void PrintTable() {
+  const std::map<std::string, Worst> worst = Measure();
+  double others = worst.begin()->second.memory.factor;
+  for (const auto& [schema, of_schema] : worst) {
+    others = std::min(others, of_schema.memory.factor);
+  }
   std::cout << "| Schema | Factor | Worst message | Its worst input repeats |\n"
                "|---|---|---|---|\n";
-  for (const auto& [schema, worst] : Measure()) {
-    std::cout << "| " << schema << " | " << std::ceil(worst.memory.factor)
-              << " | `" << worst.type->name() << "` | `"
-              << ToHex(worst.memory.content) << "` |\n";
+  for (const auto& [schema, of_schema] : worst) {
+    const double factor = std::ceil(of_schema.memory.factor);
+    if (factor <= std::ceil(others)) continue;
+    std::cout << "| " << schema << " | " << factor << " | `"
+              << of_schema.type->name() << "` | `"
+              << ToHex(of_schema.memory.content) << "` |\n";
   }
+  std::cout << "| " << kOthers << " | " << std::ceil(others)
+            << " | any | a group with an unknown number |\n";
 }
 
 // The factor that the table states for each schema.
@@ -68,11 +82,12 @@ int Check(const std::string& path) {
   std::map<std::string, double> stated = ReadTable(path);
   int faults = 0;
   for (const auto& [schema, worst] : Measure()) {
-    if (worst.memory.factor <= stated[schema]) continue;
+    const double limit = stated[stated.count(schema) > 0 ? schema : kOthers];
+    if (worst.memory.factor <= limit) continue;
     ++faults;
     std::cerr << schema << " takes up to " << worst.memory.factor
-              << " bytes per byte of input, and " << path << " states "
-              << stated[schema] << '\n';
+              << " bytes per byte of input, and " << path << " states " << limit
+              << '\n';
   }
   return faults == 0 ? 0 : 1;
 }
