@@ -96,6 +96,31 @@ TEST(WireVectors, HoldInBothDirections) {
   }
 }
 
+// The bytes of every field, and not only of those that somebody thought of.
+TEST(WireVectors, SetEveryField) {
+  std::set<std::string> set;
+  for (const pb::FileDescriptor* schema : Schemas()) {
+    if (schema->message_type_count() == 0) continue;
+    for (const WireVector& vector : ReadVectors(VECTOR_DIR, schema)) {
+      if (!vector.Has("text") || !vector.Has("hex")) continue;
+      const std::unique_ptr<pb::Message> message = FromText(
+          schema->pool()->FindMessageTypeByName(vector.Text("message")),
+          vector.Text("text"));
+      std::vector<const pb::FieldDescriptor*> fields;
+      message->GetReflection()->ListFields(*message, &fields);
+      for (const pb::FieldDescriptor* field : fields) {
+        set.insert(field->full_name());
+      }
+    }
+  }
+  for (const pb::Descriptor* type : Messages()) {
+    for (int i = 0; i < type->field_count(); ++i) {
+      EXPECT_EQ(set.count(type->field(i)->full_name()), 1u)
+          << "no vector sets " << type->field(i)->full_name();
+    }
+  }
+}
+
 // The vectors are read by the name of their schema; a file with another name
 // would not be read.
 TEST(WireVectors, BelongToASchema) {

@@ -1,0 +1,36 @@
+#!/usr/bin/python3
+"""The README states how much there is as the catalogue has it; with --fix, it is
+made to.
+
+usage: counts_test.py [--fix] CATALOGUE README
+"""
+
+import json
+import pathlib
+import re
+import sys
+
+*fix, catalogue, readme = sys.argv[1:]
+catalogue = json.loads(pathlib.Path(catalogue).read_text())
+topics = next(e for e in catalogue["enums"] if e.get("ids") == "topic type")
+settled = [i for i in catalogue["ids"]
+           if i["kind"] == "topic type" and i["settled"]]
+
+path = pathlib.Path(readme)
+text = stated = path.read_text()
+for before, number, after in (
+    ("", len(catalogue["schemas"]), " protobuf schemas"),
+    ("", len(catalogue["messages"]), " messages"),
+    ("", len(catalogue["enums"]), " enums"),
+    ("", len(settled), " of the \\d+ topic types"),
+    (" of the ", len(topics["values"]), " topic types"),
+):
+    pattern = f"(?<={before})\\d+(?={after})".replace(" ", "\\s")
+    text, found = re.subn(pattern, str(number), text)
+    if not found:
+        sys.exit(f"{readme} does not say how many{after} there are")
+if fix:
+    path.write_text(text)
+elif text != stated:
+    sys.exit(f"{readme} has other counts than the catalogue; "
+             f"tests/docs/counts_test.py --fix writes them")
