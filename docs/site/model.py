@@ -140,6 +140,8 @@ class Value(Element):
                          entry["name"], entry)
         self.enum = enum
         self.number = entry["number"]
+        self.schema_name = entry.get("schema")
+        self.of_schema = None  # Of the component or device that it names.
         self.carries = None
         self.pairs = None  # The message, open whether it is the request.
         self.answer = None
@@ -201,7 +203,7 @@ class Schema:
         self.comment = Comment(entry)
         self.enums = [Enum(self, e) for e in enums]
         self.messages = [Message(self, m) for m in messages]
-        self.subsystem = None
+        self.subsystem = entry["subsystem"]
         self.diagrams = []
 
     @property
@@ -263,22 +265,15 @@ class Vocabulary:
         return [e for e in self.elements.values() if isinstance(e, kind)]
 
     def _group(self, path):
-        by_stem = {s.stem: s for s in self.schemas}
-        groups = []
-        for group in tomllib.loads(path.read_text())["subsystem"]:
-            strange = set(group["schemas"]) - by_stem.keys()
-            if strange:
-                raise SystemExit(f"docs: {path.name}: {', '.join(strange)}: "
-                                 f"no such schema, or in two groups")
-            group["schemas"] = [by_stem.pop(s) for s in group["schemas"]]
-            groups.append(Subsystem(**group))
-        if by_stem:
-            groups.append(Subsystem("further", "Further schemas",
-                                    "Schemas without a group.",
-                                    list(by_stem.values())))
-        for group in groups:
-            for schema in group.schemas:
-                schema.subsystem = group
+        groups = [Subsystem(**group, schemas=[]) for group in
+                  tomllib.loads(path.read_text())["subsystem"]]
+        by_slug = {group.slug: group for group in groups}
+        for schema in self.schemas:
+            if schema.subsystem not in by_slug:
+                raise SystemExit(f"docs: {schema.name}: {path.name} has no "
+                                 f"subsystem '{schema.subsystem}'")
+            schema.subsystem = by_slug[schema.subsystem]
+            schema.subsystem.schemas.append(schema)
         return groups
 
     def _connect(self, ids):
@@ -291,6 +286,9 @@ class Vocabulary:
                 target.used_by.append(field)
         for enum in self.enums:
             enum.component = self.elements.get(enum.component_name)
+        by_name = {schema.name: schema for schema in self.schemas}
+        for value in self.values:
+            value.of_schema = by_name.get(value.schema_name)
         for entry in ids:
             value = self.elements[entry["name"]]
             answer = entry.get("answer", {})

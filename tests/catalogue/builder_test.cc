@@ -19,6 +19,7 @@ namespace pb = google::protobuf;
 // A schema in which every kind of element has its tags. Cases below replace
 // lines of it.
 constexpr char kSchema[] = R"(// The file.
+// @subsystem link
 // @open something
 syntax = "proto3";
 package p;
@@ -29,6 +30,7 @@ enum Component {
   // None.
   COMPONENT_NONE = 0;
   // One.
+  // @schema p.proto
   COMPONENT_ONE = 7;
 }
 // Services.
@@ -94,11 +96,11 @@ TEST(Catalogue, HoldsWhatTheSchemaSays) {
     version: "1.2.3"
     schemas {
       name: "p.proto" package: "p" imports: "google/protobuf/any.proto"
-      comment: "The file." open: "something"
+      subsystem: "link" comment: "The file." open: "something"
     }
     ids {
       name: "p.COMPONENT_ONE" number: 7 enum: "p.Component" kind: "component"
-      comment: "One."
+      schema: "p.proto" comment: "One."
     }
     ids {
       name: "p.SERVICE_ASK" number: 1 enum: "p.Service" kind: "service"
@@ -120,7 +122,7 @@ TEST(Catalogue, HoldsWhatTheSchemaSays) {
       name: "p.Component" schema: "p.proto" ids: "component"
       comment: "Components."
       values { name: "p.COMPONENT_NONE" number: 0 comment: "None." }
-      values { name: "p.COMPONENT_ONE" number: 7 comment: "One." }
+      values { name: "p.COMPONENT_ONE" number: 7 schema: "p.proto" comment: "One." }
     }
     enums {
       name: "p.Service" schema: "p.proto" ids: "service"
@@ -176,70 +178,75 @@ TEST(Catalogue, RefusesWhatIsNoTagOrMeansNothingHere) {
     const char* fault;  // From the line number on.
   } kCases[] = {
       // No words.
-      {"// The file.\n", "", "2: no comment in words"},
-      {"  // Which.\n", "", "39: no comment in words"},
-      {"// Services.\n", "", "16: no comment in words"},
+      {"// The file.\n", "", "3: no comment in words"},
+      {"  // Which.\n", "", "41: no comment in words"},
+      {"// Services.\n", "", "18: no comment in words"},
       // Not a tag, but near to one.
-      {"// @unit m/s", "//  @unit m/s", "42: not a tag"},
-      {"// @unit m/s", "//@unit m/s", "42: not a tag"},
-      {"// @unit m/s", "// @unit  m/s", "42: not a tag"},
-      {"// @unit m/s", "// @unit m/s ", "42: not a tag"},
-      {"// @unit m/s", "// @unit\tm/s", "42: not a tag"},
-      {"// @unit m/s", "// @unit", "42: not a tag"},
-      {"// @unit m/s", "// @Unit m/s", "42: not a tag"},
-      {"// @unit m/s", "// in @unit m/s", "42: not a tag"},
-      {"// @unit m/s", "// @unit m/s\n  // and more", "43: words behind a tag"},
-      {"// @unit m/s", "// @unit m/s\n  // @unit km", "43: a second @unit"},
+      {"// @unit m/s", "//  @unit m/s", "44: not a tag"},
+      {"// @unit m/s", "//@unit m/s", "44: not a tag"},
+      {"// @unit m/s", "// @unit  m/s", "44: not a tag"},
+      {"// @unit m/s", "// @unit m/s ", "44: not a tag"},
+      {"// @unit m/s", "// @unit\tm/s", "44: not a tag"},
+      {"// @unit m/s", "// @unit", "44: not a tag"},
+      {"// @unit m/s", "// @Unit m/s", "44: not a tag"},
+      {"// @unit m/s", "// in @unit m/s", "44: not a tag"},
+      {"// @unit m/s", "// @unit m/s\n  // and more", "45: words behind a tag"},
+      {"// @unit m/s", "// @unit m/s\n  // @unit km", "45: a second @unit"},
       // Tags in comments that belong to nothing.
       {"int32 which = 1;", "int32 which = 1;  // @unit s",
-       "40: a comment that"},
-      {"  // How long.", "\n  // @unit s\n\n  // How long.", "46: a comment"},
-      {"package p;", "// @open x\npackage p;", "5: a statement"},
-      {"import", "// x\n// @open x\nimport", "7: a statement"},
+       "42: a comment that"},
+      {"  // How long.", "\n  // @unit s\n\n  // How long.", "48: a comment"},
+      {"package p;", "// @open x\npackage p;", "6: a statement"},
+      {"import", "// x\n// @open x\nimport", "8: a statement"},
       // Where the tag means nothing.
-      {"// @unit m/s", "// @units m/s", "42: no tag here is called @units"},
-      {"// @unit m/s", "// @carries p.Answer", "42: no tag here"},
-      {"// @open this", "// @unit s", "35: no tag here"},
-      {"// @open something", "// @ids topic", "2: no tag here"},
+      {"// @unit m/s", "// @units m/s", "44: no tag here is called @units"},
+      {"// @unit m/s", "// @carries p.Answer", "44: no tag here"},
+      {"// @open this", "// @unit s", "37: no tag here"},
+      {"// @open something", "// @ids topic", "3: no tag here"},
       {"  // None.\n  SERVICE", "  // None.\n  // @carries p.Answer\n  SERVICE",
-       "19: the tags of an id"},
+       "21: the tags of an id"},
       {"// @ids service\n// @component p.COMPONENT_ONE\n", "",
-       "19: the tags of an id"},
-      {"  // One.", "  // One.\n  // @carries p.Answer", "12: a component"},
+       "21: the tags of an id"},
+      {"  // One.", "  // One.\n  // @carries p.Answer", "13: a component"},
       {"// @ids component\n",
        "// @ids component\n// @component p.COMPONENT_ONE\n",
-       "8: @component without ids"},
+       "9: @component without ids"},
       {"// @carries p.Request\n",
-       "// @carries p.Request\n  // @pairs p.Answer\n", "22: @pairs is for"},
-      {"  // @carries p.Request\n", "", "21: @answer without @carries"},
+       "// @carries p.Request\n  // @pairs p.Answer\n", "24: @pairs is for"},
+      {"  // @carries p.Request\n", "", "23: @answer without @carries"},
       {"repeated Request all", "// @unit s\n  repeated Request all",
-       "48: @unit is for"},
+       "50: @unit is for"},
       {"// @unit m/s\n  uint32", "// @enum p.Component\n  uint64",
-       "42: @enum is for"},
+       "44: @enum is for"},
       {"// @enum p.Component", "// @enum p.Component\n  // @unit s",
-       "40: @unit is for"},
-      {"// @unit m/s", "// @unit 5 s", "42: 5 s is not a unit symbol"},
+       "42: @unit is for"},
+      {"// @unit m/s", "// @unit 5 s", "44: 5 s is not a unit symbol"},
+      // What has to be there.
+      {"// @subsystem link\n", "", "3: no @subsystem"},
+      {"message Answer {", "message Other {}\n// Answers.\nmessage Answer {",
+       "48: no id carries p.Other"},
       // Names of what is not there.
-      {"// @ids service", "// @ids services", "15: no kind of ids"},
+      {"@schema p.proto", "@schema p", "13: no schema is called p"},
+      {"// @ids service", "// @ids services", "17: no kind of ids"},
       {"@component p.COMPONENT_ONE", "@component p.COMPONENT_NONE",
-       "16: no component"},
+       "18: no component"},
       {"@component p.COMPONENT_ONE", "@component p.SERVICE_ASK",
-       "16: no component"},
-      {"@enum p.Component", "@enum p.Request", "39: no enum"},
-      {"@carries p.Request", "@carries Request", "21: no message"},
-      {"@pairs p.Request", "@pairs p.None", "30: no message"},
+       "18: no component"},
+      {"@enum p.Component", "@enum p.Request", "41: no enum"},
+      {"@carries p.Request", "@carries Request", "23: no message"},
+      {"@pairs p.Request", "@pairs p.None", "32: no message"},
       {"@answer_id p.SERVICE_TELL", "@answer_id p.SERVICE_NONE",
-       "23: no answer comes"},
+       "25: no answer comes"},
       {"@answer_id p.SERVICE_TELL", "@answer_id p.SERVICE_ASK",
-       "23: no answer comes"},
+       "25: no answer comes"},
       {"@answer_id p.SERVICE_TELL", "@answer_id p.COMPONENT_ONE",
-       "23: no answer comes"},
+       "25: no answer comes"},
       // An answer's id and its message that do not fit.
-      {"@answer p.Answer", "@answer p.Request", "23: p.SERVICE_TELL carries"},
-      {"  // @answer p.Answer\n", "", "22: p.SERVICE_TELL carries p.Answer"},
-      {"  // @carries p.Answer\n", "", "23: p.SERVICE_TELL carries nothing"},
+      {"@answer p.Answer", "@answer p.Request", "25: p.SERVICE_TELL carries"},
+      {"  // @answer p.Answer\n", "", "24: p.SERVICE_TELL carries p.Answer"},
+      {"  // @carries p.Answer\n", "", "25: p.SERVICE_TELL carries nothing"},
       {"message Answer {", "message Answer {\n  enum E { A = 0; }",
-       "46: types in a message"},
+       "48: types in a message"},
   };
   for (const auto& vector : kCases) {
     catalogue::Faults faults;

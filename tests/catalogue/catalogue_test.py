@@ -1,5 +1,6 @@
 #!/usr/bin/python3
-"""The catalogue has the form that its JSON Schema describes, and nothing else.
+"""The catalogue has the form that its JSON Schema describes, and nothing else,
+and knows every payload device by a payload type.
 
 usage: catalogue_test.py CATALOGUE JSON_SCHEMA
 """
@@ -44,5 +45,12 @@ for breaks in (
     breaks(broken)
     if check(schema).is_valid(broken):
         faults.append("the JSON Schema takes a broken catalogue")
+
+types = next(e for e in catalogue["enums"]
+             if e["name"] == "zorvik.access.payloadType")
+devices = {value.get("schema") for value in types["values"]}
+faults += [f"{s['name']} is a payload device without a value of payloadType"
+           for s in catalogue["schemas"]
+           if s["subsystem"] == "payloads" and s["name"] not in devices]
 
 sys.exit("\n".join(faults) if faults else 0)

@@ -124,14 +124,16 @@ test('the catalogue has every tag of the schemas and no other', () => {
   const open = ({ name, open = [] }, prefix = '') =>
     open.map((point) => `${prefix}${name} @open ${point}`);
   const found = [
-    ...schemas.flatMap((schema) => open(schema)),
+    ...schemas.flatMap((schema) => [...open(schema),
+      ...of(schema.name, 'subsystem', schema.subsystem)]),
     ...ids.flatMap(({ name, carries, pairs, answer }) => [
       ...of(name, 'carries', carries), ...of(name, 'pairs', pairs),
       ...of(name, 'answer', answer?.message),
       ...of(name, 'answer_id', answer?.id)]),
     ...types.flatMap((type) => [...open(type), ...of(type.name, 'ids', type.ids),
       ...of(type.name, 'component', type.component),
-      ...type.values.flatMap((value) => open(value))]),
+      ...type.values.flatMap((value) => [...open(value),
+        ...of(value.name, 'schema', value.schema)])]),
     ...records.flatMap((record) => [...open(record),
       ...(record.fields ?? []).flatMap((field) => {
         const name = `${record.name}.${field.name}`;

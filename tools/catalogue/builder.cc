@@ -29,9 +29,10 @@ enum class Element { kSchema, kEnum, kValue, kMessage, kField };
 // Which tags an element may have. All but @open at most once.
 const std::set<std::string>& TagsAt(Element element) {
   static const auto* tags = new std::map<Element, std::set<std::string>>{
-      {Element::kSchema, {"open"}},
+      {Element::kSchema, {"open", "subsystem"}},
       {Element::kEnum, {"open", "ids", "component"}},
-      {Element::kValue, {"open", "carries", "pairs", "answer", "answer_id"}},
+      {Element::kValue,
+       {"open", "carries", "pairs", "answer", "answer_id", "schema"}},
       {Element::kMessage, {"open"}},
       {Element::kField, {"open", "enum", "unit"}},
   };
@@ -68,6 +69,7 @@ class Builder {
     for (const auto* file : files) FindIds(file);
     for (const auto* file : files) Add(file);
     LinkMessages();
+    for (const auto* file : files) CheckThatMessagesTravel(file);
     return std::move(catalogue_);
   }
 
@@ -160,6 +162,10 @@ class Builder {
     for (int i = 0; i < file->dependency_count(); ++i) {
       schema->add_imports(file->dependency(i)->name());
     }
+    schema->set_subsystem(comment.Value("subsystem"));
+    if (schema->subsystem().empty()) {
+      faults_->Add(file, comment.line, "no @subsystem");
+    }
     SetWords(comment, schema);
     for (int i = 0; i < file->enum_type_count(); ++i) Add(file->enum_type(i));
     for (int i = 0; i < file->message_type_count(); ++i) {
@@ -190,12 +196,15 @@ class Builder {
       known->set_name(value->full_name());
       known->set_number(value->number());
       SetWords(comments_[value], known);
+      known->set_schema(comments_[value].Value("schema"));
+      if (!known->schema().empty() &&
+          type->file()->pool()->FindFileByName(known->schema()) == nullptr) {
+        Fault(value, value, "schema", "no schema is called " + known->schema());
+      }
       if (ids_.count(value->full_name()) > 0) {
         Add(*entry, value);
-      } else if (comments_[value].tags.size() >
-                 comments_[value].Values("open").size()) {
-        Fault(value, value, comments_[value].tags.front().name,
-              "the tags of an id at a value that is none");
+      } else {
+        RefuseIdTags(value, "the tags of an id at a value that is none");
       }
     }
   }
@@ -210,10 +219,8 @@ class Builder {
     id->set_component(of.component());
     SetWords(comment, id);
     if (of.ids() == kComponent) {
-      if (comment.tags.size() > comment.Values("open").size()) {
-        Fault(value, value, comment.tags.front().name,
-              "a component carries nothing itself");
-      }
+      id->set_schema(comment.Value("schema"));
+      RefuseIdTags(value, "a component carries nothing itself");
       return;
     }
     id->set_carries(MessageIn(value, "carries"));
@@ -234,6 +241,15 @@ class Builder {
     if (!answer_id.empty()) {
       id->mutable_answer()->set_id(answer_id);
       CheckAnswerId(value, answer, answer_id);
+    }
+  }
+
+  void RefuseIdTags(const pb::EnumValueDescriptor* value,
+                    const std::string& why) {
+    for (const Tag& tag : comments_[value].tags) {
+      if (tag.name != "open" && tag.name != "schema") {
+        Fault(value, value, tag.name, why);
+      }
     }
   }
 
@@ -325,6 +341,31 @@ class Builder {
       note(id.pairs(), paired_with, id.name());
       for (const std::string& request : answers_[id.name()]) {
         id.add_answers(request);
+      }
+    }
+  }
+
+  // A message travels under an id or in another message, or says that this is
+  // open.
+  void CheckThatMessagesTravel(const pb::FileDescriptor* file) {
+    std::set<std::string> travelling;
+    for (const Message& message : catalogue_.messages()) {
+      if (message.carried_by_size() + message.answer_of_size() +
+              message.paired_with_size() >
+          0) {
+        travelling.insert(message.name());
+      }
+      for (const Field& field : message.fields()) {
+        travelling.insert(field.type());
+      }
+    }
+    for (int i = 0; i < file->message_type_count(); ++i) {
+      const pb::Descriptor* type = file->message_type(i);
+      if (travelling.count(type->full_name()) == 0 &&
+          comments_[type].Value("open").empty()) {
+        faults_->Add(
+            file, comments_[type].line,
+            "no id carries " + type->full_name() + ", and no @open says so");
       }
     }
   }
