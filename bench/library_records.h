@@ -1,273 +1,259 @@
-// Plain records into the library's messages and back.
+// The library's messages as plain records, which is how a program keeps them.
 #ifndef BENCH_LIBRARY_RECORDS_H_
 #define BENCH_LIBRARY_RECORDS_H_
 
+#include <cstdint>
+#include <string_view>
+#include <tuple>
+#include <type_traits>
+#include <vector>
+
 #include "channelMessage.pb.h"
 #include "gimbalMessage.pb.h"
-#include "samples.h"
 #include "sdkSubMessage.pb.h"
 #include "streamMessage.pb.h"
 #include "tracerMessage.pb.h"
 
 namespace records {
 
-namespace channel = zorvik::channel;
-namespace gimbal = zorvik::gimbal;
-namespace protocol = zorvik::protocol;
-namespace sdksub = zorvik::sdksub;
-namespace stream = zorvik::stream;
+template <typename Message>
+struct Record;
 
-inline void Fill(const sample::Rotate& from,
-                 gimbal::UavGimbalRotateReqMessage* to) {
-  to->set_seq(from.seq);
-  to->set_rotationmode(static_cast<gimbal::eUAVGimbalRotationMode>(from.mode));
-  to->mutable_rotationproperty()
-      ->mutable_relativeanglerotation()
-      ->set_actiontime(from.action_time);
-  gimbal::GimbalAttitude3d* value = to->mutable_rotationvalue();
-  value->set_pitch(from.pitch);
-  value->set_roll(from.roll);
-  value->set_yaw(from.yaw);
-}
-
-inline void Read(const gimbal::UavGimbalRotateReqMessage& from,
-                 sample::Rotate* to) {
-  to->seq = from.seq();
-  to->mode = from.rotationmode();
-  to->action_time =
-      from.rotationproperty().relativeanglerotation().actiontime();
-  const gimbal::GimbalAttitude3d& value = from.rotationvalue();
-  to->pitch = value.pitch();
-  to->roll = value.roll();
-  to->yaw = value.yaw();
-}
-
-// Everything but the payload.
-inline void Fill(const sample::Envelope& from,
-                 channel::channelTopicMessage* to) {
-  to->set_topic_type(from.topic);
-  to->set_src_node_id(from.source);
-  to->set_dst_node_id(from.destination);
-}
-
-inline void Read(const channel::channelTopicMessage& from,
-                 sample::Envelope* to) {
-  to->topic = from.topic_type();
-  to->source = from.src_node_id();
-  to->destination = from.dst_node_id();
-}
-
-inline void Fill(const sample::Quaternion& from, sdksub::Quaternion4f* to) {
-  to->set_q0(from[0]);
-  to->set_q1(from[1]);
-  to->set_q2(from[2]);
-  to->set_q3(from[3]);
-}
-
-inline void Read(const sdksub::Quaternion4f& from, sample::Quaternion* to) {
-  *to = {from.q0(), from.q1(), from.q2(), from.q3()};
-}
-
-inline void Fill(const sample::Vector& from, sdksub::Vector3f* to) {
-  to->set_x(from[0]);
-  to->set_y(from[1]);
-  to->set_z(from[2]);
-}
-
-inline void Read(const sdksub::Vector3f& from, sample::Vector* to) {
-  *to = {from.x(), from.y(), from.z()};
-}
-
-inline void Fill(const sample::Imu& from, sdksub::ImuAttiNaviData* to) {
-  to->set_version(from.version);
-  to->set_flag(from.flag);
-  to->set_pn_x(from.position[0]);
-  to->set_pn_y(from.position[1]);
-  to->set_pn_z(from.position[2]);
-  to->set_vn_x(from.velocity[0]);
-  to->set_vn_y(from.velocity[1]);
-  to->set_vn_z(from.velocity[2]);
-  to->set_an_x(from.acceleration[0]);
-  to->set_an_y(from.acceleration[1]);
-  to->set_an_z(from.acceleration[2]);
-  Fill(from.q, to->mutable_q());
-  to->set_count(from.count);
-  to->set_timestamp(from.timestamp);
-}
-
-inline void Read(const sdksub::ImuAttiNaviData& from, sample::Imu* to) {
-  to->version = from.version();
-  to->flag = from.flag();
-  to->position = {from.pn_x(), from.pn_y(), from.pn_z()};
-  to->velocity = {from.vn_x(), from.vn_y(), from.vn_z()};
-  to->acceleration = {from.an_x(), from.an_y(), from.an_z()};
-  Read(from.q(), &to->q);
-  to->count = from.count();
-  to->timestamp = from.timestamp();
-}
-
-inline void Fill(const sample::HardSync& from, sdksub::hardSync* to) {
-  to->set_timestamp(from.timestamp);
-  Fill(from.q, to->mutable_q());
-  Fill(from.a, to->mutable_a());
-  Fill(from.w, to->mutable_w());
-}
-
-inline void Read(const sdksub::hardSync& from, sample::HardSync* to) {
-  to->timestamp = from.timestamp();
-  Read(from.q(), &to->q);
-  Read(from.a(), &to->a);
-  Read(from.w(), &to->w);
-}
-
-inline void Fill(const sample::Battery& from, sdksub::SingleBatteryInfo* to) {
-  to->set_batteryindex(from.index);
-  to->set_currentvoltage(from.voltage);
-  to->set_currentelectric(from.current);
-  to->set_fullcapacity(from.full);
-  to->set_remainedcapacity(from.remained);
-  to->set_batterytemperature(from.temperature);
-  to->set_cellcount(from.cells);
-  to->set_batterycapacitypercent(from.percent);
-  to->set_batterystate(from.state);
-  to->set_batterysop(from.sop);
-}
-
-inline void Read(const sdksub::SingleBatteryInfo& from, sample::Battery* to) {
-  to->index = from.batteryindex();
-  to->voltage = from.currentvoltage();
-  to->current = from.currentelectric();
-  to->full = from.fullcapacity();
-  to->remained = from.remainedcapacity();
-  to->temperature = from.batterytemperature();
-  to->cells = from.cellcount();
-  to->percent = from.batterycapacitypercent();
-  to->state = from.batterystate();
-  to->sop = from.batterysop();
-}
-
-inline void Fill(const sample::Target& from, protocol::singleTargetInfo* to) {
-  to->set_tnum(from.num);
-  to->set_ttype(from.type);
-  to->set_tcalcnt(from.cal_cnt);
-  to->set_tworkstatus(from.work_status);
-  to->set_ttimecreate(from.time_create);
-  to->set_ttimetest(from.time_test);
-  to->set_tsigband(from.sig_band);
-  to->set_tdistance(from.distance);
-  to->set_tfreq(from.freq);
-  to->set_tamp(from.amp);
-  to->set_tmfw(from.tm_fw);
-  to->set_tmfy(from.tm_fy);
-  to->set_tffw(from.tf_fw);
-  to->set_tffy(from.tf_fy);
-  to->set_tconfidencelevel(from.confidence);
-  to->set_ttimeoffset(from.time_offset);
-  to->mutable_tname()->assign(from.name.data(), from.name.size());
-}
-
-inline void Read(const protocol::singleTargetInfo& from, sample::Target* to) {
-  to->num = from.tnum();
-  to->type = from.ttype();
-  to->cal_cnt = from.tcalcnt();
-  to->work_status = from.tworkstatus();
-  to->time_create = from.ttimecreate();
-  to->time_test = from.ttimetest();
-  to->sig_band = from.tsigband();
-  to->distance = from.tdistance();
-  to->freq = from.tfreq();
-  to->amp = from.tamp();
-  to->tm_fw = from.tmfw();
-  to->tm_fy = from.tmfy();
-  to->tf_fw = from.tffw();
-  to->tf_fy = from.tffy();
-  to->confidence = from.tconfidencelevel();
-  to->time_offset = from.ttimeoffset();
-  to->name = from.tname();
-}
-
-inline void Fill(const sample::Tracer& from,
-                 protocol::tracerMeasureInfoMessage* to) {
-  to->set_framenum(from.frame);
-  to->set_workstatus(from.work_status);
-  to->set_tarnum(from.target_number);
-  to->set_workmode(from.work_mode);
-  to->clear_tarinfo();
-  for (uint32_t i = 0; i < from.targets_used; ++i) {
-    Fill(from.targets[i], to->add_tarinfo());
+// What a record holds for what a getter of the library gives.
+template <typename Given>
+constexpr auto Plain() {
+  using Type = std::decay_t<Given>;
+  if constexpr (std::is_enum_v<Type>) {
+    return int32_t();
+  } else if constexpr (std::is_arithmetic_v<Type>) {
+    return Type();
+  } else if constexpr (std::is_same_v<Type, std::string>) {
+    return std::string_view();
+  } else if constexpr (std::is_base_of_v<google::protobuf::Message, Type>) {
+    return Record<Type>();
+  } else {
+    return std::vector<Record<typename Type::value_type>>();
   }
 }
 
-inline void Read(const protocol::tracerMeasureInfoMessage& from,
-                 sample::Tracer* to) {
-  to->frame = from.framenum();
-  to->work_status = from.workstatus();
-  to->target_number = from.tarnum();
-  to->work_mode = from.workmode();
-  to->targets_used = static_cast<uint32_t>(from.tarinfo_size());
-  for (uint32_t i = 0; i < to->targets_used; ++i) {
-    Read(from.tarinfo(static_cast<int>(i)), &to->targets.at(i));
+// A field of the library's class: its getter, its setter (of a string or a
+// record what gives it to be changed), its number, the test for a record.
+template <auto kGetter, auto kSetter, int kFieldNumber, auto kTest = nullptr,
+          bool kIsZigzag = false>
+struct Field {
+  template <typename Message, typename Given>
+  static auto Value(Given (Message::*)() const) {
+    return Plain<Given>();
+  }
+
+  static constexpr auto kGet = kGetter;
+  static constexpr auto kSet = kSetter;
+  static constexpr int kNumber = kFieldNumber;
+  static constexpr auto kHas = kTest;
+  static constexpr bool kZigzag = kIsZigzag;
+};
+
+// The fields in the order of their numbers.
+template <typename Message>
+struct Layout;
+
+// A message and its fields, each by its name in C++ and by that in camel case.
+#define LAYOUT(Message, ...)                \
+  template <>                               \
+  struct Layout<zorvik::Message> {          \
+    using M = zorvik::Message;              \
+    using Fields = std::tuple<__VA_ARGS__>; \
+  }
+#define SCALAR(name, Name) \
+  Field<&M::name, &M::set_##name, M::k##Name##FieldNumber>
+#define ZIGZAG(name, Name) \
+  Field<&M::name, &M::set_##name, M::k##Name##FieldNumber, nullptr, true>
+#define TEXT(name, Name) \
+  Field<&M::name, &M::mutable_##name, M::k##Name##FieldNumber>
+#define RECORD(name, Name) \
+  Field<&M::name, &M::mutable_##name, M::k##Name##FieldNumber, &M::has_##name>
+#define REPEATED(name, Name, Type)                                            \
+  Field<static_cast<const google::protobuf::RepeatedPtrField<zorvik::Type>& ( \
+            M::*)() const>(&M::name),                                         \
+        static_cast<google::protobuf::RepeatedPtrField<zorvik::Type>* (       \
+            M::*)()>(&M::mutable_##name),                                     \
+        M::k##Name##FieldNumber>
+
+LAYOUT(gimbal::relativeAngleRotationMessage, SCALAR(actiontime, ActionTime));
+LAYOUT(gimbal::UavGimbalRotationPropertyMessage,
+       RECORD(relativeanglerotation, RelativeAngleRotation));
+LAYOUT(gimbal::GimbalAttitude3d, SCALAR(pitch, Pitch), SCALAR(roll, Roll),
+       SCALAR(yaw, Yaw));
+LAYOUT(gimbal::UavGimbalRotateReqMessage, SCALAR(seq, Seq),
+       SCALAR(rotationmode, RotationMode),
+       RECORD(rotationproperty, RotationProperty),
+       RECORD(rotationvalue, RotationValue));
+LAYOUT(channel::channelTopicMessage, SCALAR(topic_type, TopicType),
+       SCALAR(src_node_id, SrcNodeId), SCALAR(dst_node_id, DstNodeId));
+LAYOUT(sdksub::Vector3f, SCALAR(x, X), SCALAR(y, Y), SCALAR(z, Z));
+LAYOUT(sdksub::Quaternion4f, SCALAR(q0, Q0), SCALAR(q1, Q1), SCALAR(q2, Q2),
+       SCALAR(q3, Q3));
+LAYOUT(sdksub::ImuAttiNaviData, SCALAR(version, Version), SCALAR(flag, Flag),
+       SCALAR(pn_x, PnX), SCALAR(pn_y, PnY), SCALAR(pn_z, PnZ),
+       SCALAR(vn_x, VnX), SCALAR(vn_y, VnY), SCALAR(vn_z, VnZ),
+       SCALAR(an_x, AnX), SCALAR(an_y, AnY), SCALAR(an_z, AnZ), RECORD(q, Q),
+       SCALAR(count, Count), SCALAR(timestamp, Timestamp));
+LAYOUT(sdksub::hardSync, SCALAR(timestamp, Timestamp), RECORD(q, Q),
+       RECORD(a, A), RECORD(w, W));
+LAYOUT(sdksub::SingleBatteryInfo, SCALAR(batteryindex, BatteryIndex),
+       SCALAR(currentvoltage, CurrentVoltage),
+       SCALAR(currentelectric, CurrentElectric),
+       SCALAR(fullcapacity, FullCapacity),
+       SCALAR(remainedcapacity, RemainedCapacity),
+       SCALAR(batterytemperature, BatteryTemperature),
+       SCALAR(cellcount, CellCount),
+       SCALAR(batterycapacitypercent, BatteryCapacityPercent),
+       SCALAR(batterystate, BatteryState), SCALAR(batterysop, BatterySOP));
+LAYOUT(protocol::singleTargetInfo, SCALAR(tnum, TNum), SCALAR(ttype, TType),
+       SCALAR(tcalcnt, TCalCnt), SCALAR(tworkstatus, TWorkStatus),
+       SCALAR(ttimecreate, TTimeCreate), SCALAR(ttimetest, TTimeTest),
+       SCALAR(tsigband, TSigBand), SCALAR(tdistance, TDistance),
+       SCALAR(tfreq, TFreq), SCALAR(tamp, TAmp), ZIGZAG(tmfw, TmFw),
+       ZIGZAG(tmfy, TmFy), ZIGZAG(tffw, TfFw), ZIGZAG(tffy, TfFy),
+       SCALAR(tconfidencelevel, TConfidenceLevel),
+       SCALAR(ttimeoffset, TTimeOffset), TEXT(tname, TName));
+LAYOUT(protocol::tracerMeasureInfoMessage, SCALAR(framenum, FrameNum),
+       SCALAR(workstatus, WorkStatus), SCALAR(tarnum, TarNum),
+       REPEATED(tarinfo, TarInfo, protocol::singleTargetInfo),
+       SCALAR(workmode, WorkMode));
+LAYOUT(stream::responseData, SCALAR(offset, Offset), SCALAR(length, Length),
+       TEXT(session, Session));
+
+#undef LAYOUT
+#undef SCALAR
+#undef ZIGZAG
+#undef TEXT
+#undef RECORD
+#undef REPEATED
+
+using RotationProperty = zorvik::gimbal::UavGimbalRotationPropertyMessage;
+
+// The values of the fields, in the order of the layout.
+template <typename... Fields>
+auto Values(std::tuple<Fields...>*)
+    -> std::tuple<decltype(Fields::Value(Fields::kGet))...>;
+template <typename Message>
+struct Record {
+  using M = Message;
+  using Fields = typename Layout<Message>::Fields;
+
+  decltype(Values(static_cast<Fields*>(nullptr))) values;
+};
+
+template <typename Message, typename... Given>
+Record<Message> Make(Given... values) {
+  return {{values...}};
+}
+
+template <typename Value>
+constexpr bool kIsText = std::is_same_v<Value, std::string_view>;
+template <typename Value>
+constexpr bool kIsRepeated = false;
+template <typename Message>
+constexpr bool kIsRepeated<std::vector<Record<Message>>> = true;
+
+// Calls visit(Field(), value) for each field of a record. What walks the fields
+// has to leave nothing but the work on them, hence the attributes.
+template <typename Record, typename Visit>
+[[gnu::always_inline]] inline void ForEachField(Record& record, Visit visit) {
+  std::apply(
+      [&](auto... field) {
+        std::apply([&](auto&... value) { (visit(field, value), ...); },
+                   record.values);
+      },
+      typename Record::Fields());
+}
+
+// Calls visit(Field(), value) for the field of this number, if there is one,
+// and says whether there is.
+template <size_t kFrom, size_t kTo, typename Record, typename Visit>
+[[gnu::always_inline]] inline bool ForField(Record& record, int number,
+                                            Visit visit) {
+  constexpr size_t kMiddle = (kFrom + kTo) / 2;
+  using Middle = std::tuple_element_t<kMiddle, typename Record::Fields>;
+  if constexpr (kTo - kFrom > 1) {
+    return number < Middle::kNumber
+               ? ForField<kFrom, kMiddle>(record, number, visit)
+               : ForField<kMiddle, kTo>(record, number, visit);
+  } else {
+    if (number != Middle::kNumber) return false;
+    visit(Middle(), std::get<kMiddle>(record.values));
+    return true;
   }
 }
 
-// Everything but the data.
-inline void Fill(const sample::Stream& from, stream::responseData* to) {
-  to->set_offset(from.offset);
-  to->set_length(from.length);
-  to->mutable_session()->assign(from.session.data(), from.session.size());
+template <typename Message, typename Argument, typename Value>
+[[gnu::always_inline]] inline void Set(Message* message,
+                                       void (Message::*set)(Argument),
+                                       Value value) {
+  (message->*set)(static_cast<Argument>(value));
 }
 
-inline void Read(const stream::responseData& from, sample::Stream* to) {
-  to->offset = from.offset();
-  to->length = from.length();
-  to->session = from.session();
-  to->data = from.data();
+template <typename Message>
+void Fill(const Record<Message>& from, Message* to) {
+  ForEachField(
+      from, [to](auto field, const auto& value) __attribute__((always_inline)) {
+        using Value = std::decay_t<decltype(value)>;
+        if constexpr (std::is_arithmetic_v<Value>) {
+          Set(to, field.kSet, value);
+        } else if constexpr (kIsText<Value>) {
+          (to->*field.kSet)()->assign(value.data(), value.size());
+        } else if constexpr (kIsRepeated<Value>) {
+          auto* list = (to->*field.kSet)();
+          list->Clear();
+          for (const auto& record : value) Fill(record, list->Add());
+        } else {
+          Fill(value, (to->*field.kSet)());
+        }
+      });
 }
 
-// Back to zero without letting go of the records within: scalars by hand.
-inline void ClearInPlace(gimbal::UavGimbalRotateReqMessage* message) {
-  message->clear_seq();
-  message->clear_rotationmode();
-  if (message->has_rotationproperty()) {
-    auto* property = message->mutable_rotationproperty();
-    property->clear_rotationvalueinvalidflag();
-    property->clear_absoluteanglerotation();
-    if (property->has_relativeanglerotation()) {
-      property->mutable_relativeanglerotation()->Clear();
-    }
-  }
-  if (message->has_rotationvalue()) message->mutable_rotationvalue()->Clear();
+template <typename Message>
+void Read(const Message& from, Record<Message>* to) {
+  ForEachField(
+      *to, [&from](auto field, auto& value) __attribute__((always_inline)) {
+        using Value = std::decay_t<decltype(value)>;
+        if constexpr (std::is_arithmetic_v<Value>) {
+          value = static_cast<Value>((from.*field.kGet)());
+        } else if constexpr (kIsText<Value>) {
+          value = (from.*field.kGet)();
+        } else if constexpr (kIsRepeated<Value>) {
+          const auto& list = (from.*field.kGet)();
+          value.resize(static_cast<size_t>(list.size()));
+          for (size_t i = 0; i < value.size(); ++i) {
+            Read(list.Get(static_cast<int>(i)), &value[i]);
+          }
+        } else {
+          Read((from.*field.kGet)(), &value);
+        }
+      });
 }
 
-inline void ClearInPlace(channel::channelTopicMessage* message) {
-  message->clear_topic_type();
-  message->clear_src_node_id();
-  message->clear_dst_node_id();
-  if (message->has_data()) message->mutable_data()->Clear();
-}
-
-inline void ClearInPlace(sdksub::ImuAttiNaviData* message) {
-  message->clear_version();
-  message->clear_flag();
-  message->clear_pn_x();
-  message->clear_pn_y();
-  message->clear_pn_z();
-  message->clear_vn_x();
-  message->clear_vn_y();
-  message->clear_vn_z();
-  message->clear_an_x();
-  message->clear_an_y();
-  message->clear_an_z();
-  if (message->has_q()) message->mutable_q()->Clear();
-  message->clear_count();
-  message->clear_timestamp();
-}
-
-inline void ClearInPlace(sdksub::hardSync* message) {
-  message->clear_timestamp();
-  if (message->has_q()) message->mutable_q()->Clear();
-  if (message->has_a()) message->mutable_a()->Clear();
-  if (message->has_w()) message->mutable_w()->Clear();
+// Back to zero without letting go of the records within: scalars one by one.
+template <typename Message>
+void ClearInPlace(const Record<Message>& fields, Message* message) {
+  ForEachField(
+      fields, [message](auto field,
+                        const auto& value) __attribute__((always_inline)) {
+        using Value = std::decay_t<decltype(value)>;
+        if constexpr (std::is_arithmetic_v<Value>) {
+          Set(message, field.kSet, 0);
+        } else if ((message->*field.kHas)()) {
+          auto* within = (message->*field.kSet)();
+          if constexpr (std::is_same_v<Value, Record<RotationProperty>>) {
+            within->clear_rotationvalueinvalidflag();
+            within->clear_absoluteanglerotation();
+            ClearInPlace(value, within);
+          } else {
+            within->Clear();
+          }
+        }
+      });
 }
 
 }  // namespace records

@@ -11,32 +11,21 @@
 
 namespace {
 
-// Bytes of the whole process that are its own: written, not shared with others.
-double PrivateDirtyBytes() {
-  std::ifstream file("/proc/self/smaps_rollup");
-  std::string key;
-  double kilobytes;
-  while (file >> key) {
-    if (key == "Private_Dirty:" && file >> kilobytes) return kilobytes * 1024;
-  }
-  throw std::runtime_error("the kernel does not tell the private memory");
-}
-
-// Bytes of the file's mappings that are resident.
-double ResidentBytes(const std::string& path) {
+// The sum of a figure of the kernel's over the mappings of this file, or over
+// all of them.
+double Bytes(const std::string& figure, const std::string& path = "") {
   std::ifstream file("/proc/self/smaps");
-  std::string line;
-  double bytes = 0;
-  bool ours = false;
-  while (std::getline(file, line)) {
+  double kilobytes = 0;
+  bool counts = false;
+  for (std::string line; std::getline(file, line);) {
     if (line.find('-') < line.find(' ')) {
-      ours = line.size() > path.size() &&
-             line.compare(line.size() - path.size(), path.size(), path) == 0;
-    } else if (ours && line.rfind("Rss:", 0) == 0) {
-      bytes += std::stod(line.substr(4)) * 1024;
+      counts = line.size() > path.size() &&
+               line.compare(line.size() - path.size(), path.size(), path) == 0;
+    } else if (counts && line.rfind(figure + ":", 0) == 0) {
+      kilobytes += std::stod(line.substr(figure.size() + 1));
     }
   }
-  return bytes;
+  return kilobytes * 1024;
 }
 
 template <typename Work>
@@ -51,12 +40,12 @@ double Seconds(Work work) {
 void Load(benchmark::State& state, const std::string& path) {
   for (auto _ : state) {
     void* library = nullptr;
-    const double before = PrivateDirtyBytes();
+    const double before = Bytes("Private_Dirty");
     state.SetIterationTime(Seconds(
         [&] { library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL); }));
     if (library == nullptr) return state.SkipWithError(dlerror());
-    state.counters["private"] = PrivateDirtyBytes() - before;
-    state.counters["resident"] = ResidentBytes(path);
+    state.counters["private"] = Bytes("Private_Dirty") - before;
+    state.counters["resident"] = Bytes("Rss", path);
   }
 }
 
@@ -67,10 +56,8 @@ void UseFirstDescriptor(benchmark::State& state, const std::string& path) {
       dlsym(library, "_ZN6zorvik7channel27channelTopicType_descriptorEv"));
   if (descriptor == nullptr) return state.SkipWithError("no such function");
   for (auto _ : state) {
-    const double before = PrivateDirtyBytes();
     state.SetIterationTime(
         Seconds([&] { benchmark::DoNotOptimize(descriptor()); }));
-    state.counters["private"] = PrivateDirtyBytes() - before;
   }
 }
 
@@ -82,13 +69,11 @@ int main(int argc, char** argv) {
   const char* path = std::getenv("ZORVIKPBPROTO_LIBRARY");
   if (path == nullptr) throw std::runtime_error("ZORVIKPBPROTO_LIBRARY?");
   benchmark::AddCustomContext("library", path);
-  benchmark::RegisterBenchmark("load/dlopen", Load, path)
-      ->Iterations(1)
-      ->UseManualTime();
-  benchmark::RegisterBenchmark("load/first_descriptor", UseFirstDescriptor,
-                               path)
-      ->Iterations(1)
-      ->UseManualTime();
+  for (auto* one : {benchmark::RegisterBenchmark("load/dlopen", Load, path),
+                    benchmark::RegisterBenchmark("load/first_descriptor",
+                                                 UseFirstDescriptor, path)}) {
+    one->Iterations(1)->UseManualTime();
+  }
   benchmark::RunSpecifiedBenchmarks();
   return 0;
 }

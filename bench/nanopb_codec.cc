@@ -3,6 +3,7 @@
 #include <pb_decode.h>
 #include <pb_encode.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "channelMessage.nano.h"
@@ -14,251 +15,184 @@
 
 namespace {
 
-using Rotate = zorvik_gimbal_UavGimbalRotateReqMessage;
-
-const pb_msgdesc_t* const kRotate =
-    zorvik_gimbal_UavGimbalRotateReqMessage_fields;
-
-template <size_t kSize>
-void CopyText(std::string_view from, char (&to)[kSize]) {
-  const size_t size = std::min(from.size(), kSize - 1);
-  std::memcpy(to, from.data(), size);
-  to[size] = '\0';
+// A record within another and its presence, or records and their number.
+template <typename Has, typename Records>
+auto TieWithin(Has& has, Records& records) {
+  return std::make_tuple(std::tie(has, records));
 }
 
-template <typename Bytes>
-void CopyBytes(std::string_view from, Bytes* to) {
-  to->size = static_cast<pb_size_t>(std::min(from.size(), sizeof to->bytes));
-  std::memcpy(to->bytes, from.data(), to->size);
+// The fields in the order of the sample's.
+auto Tie(zorvik_gimbal_relativeAngleRotationMessage& r) {
+  return std::tie(r.actionTime);
+}
+auto Tie(zorvik_gimbal_UavGimbalRotationPropertyMessage& r) {
+  return TieWithin(r.has_relativeAngleRotation, r.relativeAngleRotation);
+}
+auto Tie(zorvik_gimbal_GimbalAttitude3d& r) {
+  return std::tie(r.pitch, r.roll, r.yaw);
+}
+auto Tie(zorvik_gimbal_UavGimbalRotateReqMessage& r) {
+  return std::tuple_cat(std::tie(r.seq, r.rotationMode),
+                        TieWithin(r.has_rotationProperty, r.rotationProperty),
+                        TieWithin(r.has_rotationValue, r.rotationValue));
+}
+auto Tie(zorvik_channel_channelTopicMessage& r) {
+  return std::tie(r.topic_type, r.src_node_id, r.dst_node_id);
+}
+auto Tie(zorvik_sdksub_Vector3f& r) { return std::tie(r.x, r.y, r.z); }
+auto Tie(zorvik_sdksub_Quaternion4f& r) {
+  return std::tie(r.q0, r.q1, r.q2, r.q3);
+}
+auto Tie(zorvik_sdksub_ImuAttiNaviData& r) {
+  return std::tuple_cat(
+      std::tie(r.version, r.flag, r.pn_x, r.pn_y, r.pn_z, r.vn_x, r.vn_y,
+               r.vn_z, r.an_x, r.an_y, r.an_z),
+      TieWithin(r.has_q, r.q), std::tie(r.count, r.timestamp));
+}
+auto Tie(zorvik_sdksub_hardSync& r) {
+  return std::tuple_cat(std::tie(r.timestamp), TieWithin(r.has_q, r.q),
+                        TieWithin(r.has_a, r.a), TieWithin(r.has_w, r.w));
+}
+auto Tie(zorvik_sdksub_SingleBatteryInfo& r) {
+  return std::tie(r.batteryIndex, r.currentVoltage, r.currentElectric,
+                  r.fullCapacity, r.remainedCapacity, r.batteryTemperature,
+                  r.cellCount, r.batteryCapacityPercent, r.batteryState,
+                  r.batterySOP);
+}
+auto Tie(zorvik_protocol_singleTargetInfo& r) {
+  return std::tie(r.tNum, r.tType, r.tCalCnt, r.tWorkStatus, r.tTimeCreate,
+                  r.tTimeTest, r.tSigBand, r.tDistance, r.tFreq, r.tAmp, r.tmFw,
+                  r.tmFy, r.tfFw, r.tfFy, r.tConfidenceLevel, r.tTimeOffset,
+                  r.tName);
+}
+auto Tie(zorvik_protocol_tracerMeasureInfoMessage& r) {
+  return std::tuple_cat(std::tie(r.frameNum, r.workStatus, r.tarNum),
+                        TieWithin(r.tarInfo_count, r.tarInfo),
+                        std::tie(r.workMode));
+}
+auto Tie(zorvik_stream_responseData& r) {
+  return std::tie(r.offset, r.length, r.session);
 }
 
-template <typename Bytes>
-std::string_view View(const Bytes& bytes) {
-  return {reinterpret_cast<const char*>(bytes.bytes), bytes.size};
+template <typename Record, typename Peer>
+void CopyFields(Record& record, Peer& peer);
+
+// Copies a const value to nanopb's field, and another from it.
+template <typename Value, typename Field>
+void Copy(Value& value, Field& field) {
+  using Plain = std::remove_const_t<Value>;
+  constexpr bool kFill = std::is_const_v<Value>;
+  if constexpr (std::is_arithmetic_v<Plain> && kFill) {
+    field = static_cast<Field>(value);
+  } else if constexpr (std::is_arithmetic_v<Plain>) {
+    value = static_cast<Plain>(field);
+  } else if constexpr (records::kIsText<Plain> && kFill) {
+    const size_t size = std::min(value.size(), sizeof field - 1);
+    std::memcpy(field, value.data(), size);
+    field[size] = '\0';
+  } else if constexpr (records::kIsText<Plain>) {
+    value = field;
+  } else if constexpr (records::kIsRepeated<Plain>) {
+    auto& [count, records] = field;
+    if constexpr (kFill) {
+      count = static_cast<pb_size_t>(value.size());
+    } else {
+      value.resize(count);
+    }
+    for (size_t i = 0; i < value.size(); ++i) CopyFields(value[i], records[i]);
+  } else {
+    auto& [has, record] = field;
+    if constexpr (kFill) has = true;
+    CopyFields(value, record);
+  }
 }
 
-void Fill(const sample::Rotate& from, Rotate* to) {
-  to->seq = from.seq;
-  to->rotationMode =
-      static_cast<zorvik_gimbal_eUAVGimbalRotationMode>(from.mode);
-  to->has_rotationProperty = true;
-  to->rotationProperty.has_relativeAngleRotation = true;
-  to->rotationProperty.relativeAngleRotation.actionTime = from.action_time;
-  to->has_rotationValue = true;
-  to->rotationValue = {from.pitch, from.roll, from.yaw};
-}
-
-void Read(const Rotate& from, sample::Rotate* to) {
-  to->seq = from.seq;
-  to->mode = static_cast<int32_t>(from.rotationMode);
-  to->action_time = from.rotationProperty.relativeAngleRotation.actionTime;
-  to->pitch = from.rotationValue.pitch;
-  to->roll = from.rotationValue.roll;
-  to->yaw = from.rotationValue.yaw;
-}
-
-void Fill(const sample::Target& from, zorvik_protocol_singleTargetInfo* to) {
-  to->tNum = from.num;
-  to->tType = from.type;
-  to->tCalCnt = from.cal_cnt;
-  to->tWorkStatus = from.work_status;
-  to->tTimeCreate = from.time_create;
-  to->tTimeTest = from.time_test;
-  to->tSigBand = from.sig_band;
-  to->tDistance = from.distance;
-  to->tFreq = from.freq;
-  to->tAmp = from.amp;
-  to->tmFw = from.tm_fw;
-  to->tmFy = from.tm_fy;
-  to->tfFw = from.tf_fw;
-  to->tfFy = from.tf_fy;
-  to->tConfidenceLevel = from.confidence;
-  to->tTimeOffset = from.time_offset;
-  CopyText(from.name, to->tName);
-}
-
-void Read(const zorvik_protocol_singleTargetInfo& from, sample::Target* to) {
-  *to = {from.tNum,        from.tType,       from.tCalCnt,
-         from.tWorkStatus, from.tTimeCreate, from.tTimeTest,
-         from.tSigBand,    from.tDistance,   from.tFreq,
-         from.tAmp,        from.tmFw,        from.tmFy,
-         from.tfFw,        from.tfFy,        from.tConfidenceLevel,
-         from.tTimeOffset, from.tName};
+template <typename Record, typename Peer>
+void CopyFields(Record& record, Peer& peer) {
+  std::apply(
+      [&](auto&&... field) {
+        std::apply([&](auto&... value) { (Copy(value, field), ...); },
+                   record.values);
+      },
+      Tie(peer));
 }
 
 class NanopbCodec {
  public:
-  std::string_view Encode(const sample::Rotate& sample) {
-    Fill(sample, &rotate_);
-    return Write(kRotate, &rotate_);
-  }
-  bool Decode(const std::string& bytes, sample::Rotate* sample) {
-    if (!Parse(kRotate, bytes, &rotate_)) return false;
-    Read(rotate_, sample);
-    return true;
+  static constexpr const char* kName = "nanopb";
+
+  template <typename Sample>
+  std::string_view Encode(const Sample& sample) {
+    auto& message = Of(sample);
+    CopyFields(sample, message);
+    if constexpr (std::is_same_v<Sample, sample::Envelope>) {
+      message.has_data = true;
+      const std::string_view url = RotateTypeUrl();
+      Copy(url, message.data.type_url);
+      CopyFields(sample.rotate, rotate_);
+      auto& value = message.data.value;
+      value.size = Write(rotate_, value.bytes, sizeof value.bytes);
+    }
+    if constexpr (std::is_same_v<Sample, sample::Stream>) {
+      auto& data = message.data;
+      data.size = static_cast<pb_size_t>(
+          std::min(sample.data.size(), sizeof data.bytes));
+      std::memcpy(data.bytes, sample.data.data(), data.size);
+    }
+    const size_t size = Write(message, buffer_, sizeof buffer_);
+    return {reinterpret_cast<const char*>(buffer_), size};
   }
 
-  std::string_view Encode(const sample::Envelope& sample) {
-    envelope_.topic_type = sample.topic;
-    envelope_.src_node_id = sample.source;
-    envelope_.dst_node_id = sample.destination;
-    envelope_.has_data = true;
-    CopyText(RotateTypeUrl(), envelope_.data.type_url);
-    Fill(sample.rotate, &rotate_);
-    auto& value = envelope_.data.value;
-    pb_ostream_t stream =
-        pb_ostream_from_buffer(value.bytes, sizeof value.bytes);
-    if (!pb_encode(&stream, kRotate, &rotate_)) return {};
-    value.size = static_cast<pb_size_t>(stream.bytes_written);
-    return Write(zorvik_channel_channelTopicMessage_fields, &envelope_);
-  }
-  bool Decode(const std::string& bytes, sample::Envelope* sample) {
-    if (!Parse(zorvik_channel_channelTopicMessage_fields, bytes, &envelope_)) {
-      return false;
+  template <typename Sample>
+  bool Decode(const std::string& bytes, Sample* sample) {
+    auto& message = Of(*sample);
+    if (!Parse(bytes, &message)) return false;
+    CopyFields(*sample, message);
+    if constexpr (std::is_same_v<Sample, sample::Envelope>) {
+      if (message.data.type_url != RotateTypeUrl() ||
+          !Parse(View(message.data.value), &rotate_)) {
+        return false;
+      }
+      CopyFields(sample->rotate, rotate_);
     }
-    sample->topic = envelope_.topic_type;
-    sample->source = envelope_.src_node_id;
-    sample->destination = envelope_.dst_node_id;
-    if (envelope_.data.type_url != RotateTypeUrl() ||
-        !Parse(kRotate, View(envelope_.data.value), &rotate_)) {
-      return false;
+    if constexpr (std::is_same_v<Sample, sample::Stream>) {
+      sample->data = View(message.data);
     }
-    Read(rotate_, &sample->rotate);
-    return true;
-  }
-
-  std::string_view Encode(const sample::Imu& sample) {
-    imu_.version = sample.version;
-    imu_.flag = sample.flag;
-    imu_.pn_x = sample.position[0];
-    imu_.pn_y = sample.position[1];
-    imu_.pn_z = sample.position[2];
-    imu_.vn_x = sample.velocity[0];
-    imu_.vn_y = sample.velocity[1];
-    imu_.vn_z = sample.velocity[2];
-    imu_.an_x = sample.acceleration[0];
-    imu_.an_y = sample.acceleration[1];
-    imu_.an_z = sample.acceleration[2];
-    imu_.has_q = true;
-    imu_.q = {sample.q[0], sample.q[1], sample.q[2], sample.q[3]};
-    imu_.count = sample.count;
-    imu_.timestamp = sample.timestamp;
-    return Write(zorvik_sdksub_ImuAttiNaviData_fields, &imu_);
-  }
-  bool Decode(const std::string& bytes, sample::Imu* sample) {
-    if (!Parse(zorvik_sdksub_ImuAttiNaviData_fields, bytes, &imu_)) {
-      return false;
-    }
-    sample->version = imu_.version;
-    sample->flag = imu_.flag;
-    sample->position = {imu_.pn_x, imu_.pn_y, imu_.pn_z};
-    sample->velocity = {imu_.vn_x, imu_.vn_y, imu_.vn_z};
-    sample->acceleration = {imu_.an_x, imu_.an_y, imu_.an_z};
-    sample->q = {imu_.q.q0, imu_.q.q1, imu_.q.q2, imu_.q.q3};
-    sample->count = imu_.count;
-    sample->timestamp = imu_.timestamp;
-    return true;
-  }
-
-  std::string_view Encode(const sample::HardSync& sample) {
-    hard_sync_ = {sample.timestamp,
-                  true,
-                  {sample.q[0], sample.q[1], sample.q[2], sample.q[3]},
-                  true,
-                  {sample.a[0], sample.a[1], sample.a[2]},
-                  true,
-                  {sample.w[0], sample.w[1], sample.w[2]}};
-    return Write(zorvik_sdksub_hardSync_fields, &hard_sync_);
-  }
-  bool Decode(const std::string& bytes, sample::HardSync* sample) {
-    if (!Parse(zorvik_sdksub_hardSync_fields, bytes, &hard_sync_)) return false;
-    const zorvik_sdksub_hardSync& from = hard_sync_;
-    sample->timestamp = from.timestamp;
-    sample->q = {from.q.q0, from.q.q1, from.q.q2, from.q.q3};
-    sample->a = {from.a.x, from.a.y, from.a.z};
-    sample->w = {from.w.x, from.w.y, from.w.z};
-    return true;
-  }
-
-  std::string_view Encode(const sample::Battery& sample) {
-    battery_ = {sample.index, sample.voltage,  sample.current,
-                sample.full,  sample.remained, sample.temperature,
-                sample.cells, sample.percent,  sample.state,
-                sample.sop};
-    return Write(zorvik_sdksub_SingleBatteryInfo_fields, &battery_);
-  }
-  bool Decode(const std::string& bytes, sample::Battery* sample) {
-    if (!Parse(zorvik_sdksub_SingleBatteryInfo_fields, bytes, &battery_)) {
-      return false;
-    }
-    const zorvik_sdksub_SingleBatteryInfo& from = battery_;
-    *sample = {from.batteryIndex,     from.currentVoltage,
-               from.currentElectric,  from.fullCapacity,
-               from.remainedCapacity, from.batteryTemperature,
-               from.cellCount,        from.batteryCapacityPercent,
-               from.batteryState,     from.batterySOP};
-    return true;
-  }
-
-  std::string_view Encode(const sample::Tracer& sample) {
-    tracer_.frameNum = sample.frame;
-    tracer_.workStatus = sample.work_status;
-    tracer_.tarNum = sample.target_number;
-    tracer_.workMode = sample.work_mode;
-    tracer_.tarInfo_count = static_cast<pb_size_t>(sample.targets_used);
-    for (uint32_t i = 0; i < sample.targets_used; ++i) {
-      Fill(sample.targets[i], &tracer_.tarInfo[i]);
-    }
-    return Write(zorvik_protocol_tracerMeasureInfoMessage_fields, &tracer_);
-  }
-  bool Decode(const std::string& bytes, sample::Tracer* sample) {
-    if (!Parse(zorvik_protocol_tracerMeasureInfoMessage_fields, bytes,
-               &tracer_)) {
-      return false;
-    }
-    sample->frame = tracer_.frameNum;
-    sample->work_status = tracer_.workStatus;
-    sample->target_number = tracer_.tarNum;
-    sample->work_mode = tracer_.workMode;
-    sample->targets_used = tracer_.tarInfo_count;
-    for (uint32_t i = 0; i < sample->targets_used; ++i) {
-      Read(tracer_.tarInfo[i], &sample->targets[i]);
-    }
-    return true;
-  }
-
-  std::string_view Encode(const sample::Stream& sample) {
-    stream_.offset = sample.offset;
-    stream_.length = sample.length;
-    CopyText(sample.session, stream_.session);
-    CopyBytes(sample.data, &stream_.data);
-    return Write(zorvik_stream_responseData_fields, &stream_);
-  }
-  bool Decode(const std::string& bytes, sample::Stream* sample) {
-    if (!Parse(zorvik_stream_responseData_fields, bytes, &stream_)) {
-      return false;
-    }
-    *sample = {stream_.offset, stream_.length, stream_.session,
-               View(stream_.data)};
     return true;
   }
 
  private:
-  std::string_view Write(const pb_msgdesc_t* type, const void* message) {
-    pb_ostream_t stream = pb_ostream_from_buffer(buffer_, sizeof buffer_);
-    if (!pb_encode(&stream, type, message)) return {};
-    return {reinterpret_cast<const char*>(buffer_), stream.bytes_written};
+  template <typename Message>
+  static pb_size_t Write(const Message& message, pb_byte_t* to, size_t room) {
+    pb_ostream_t stream = pb_ostream_from_buffer(to, room);
+    const bool good = pb_encode(
+        &stream, nanopb::MessageDescriptor<Message>::fields(), &message);
+    return static_cast<pb_size_t>(good ? stream.bytes_written : 0);
   }
 
-  static bool Parse(const pb_msgdesc_t* type, std::string_view bytes,
-                    void* message) {
+  template <typename Message>
+  static bool Parse(std::string_view bytes, Message* message) {
     pb_istream_t stream = pb_istream_from_buffer(
         reinterpret_cast<const pb_byte_t*>(bytes.data()), bytes.size());
-    return pb_decode(&stream, type, message);
+    return pb_decode(&stream, nanopb::MessageDescriptor<Message>::fields(),
+                     message);
   }
 
+  template <typename Bytes>
+  static std::string_view View(const Bytes& bytes) {
+    return {reinterpret_cast<const char*>(bytes.bytes), bytes.size};
+  }
+
+  auto& Of(const sample::Rotate&) { return rotate_; }
+  auto& Of(const sample::Envelope&) { return envelope_; }
+  auto& Of(const sample::Imu&) { return imu_; }
+  auto& Of(const sample::HardSync&) { return hard_sync_; }
+  auto& Of(const sample::Battery&) { return battery_; }
+  auto& Of(const sample::Tracer&) { return tracer_; }
+  auto& Of(const sample::Stream&) { return stream_; }
+
   pb_byte_t buffer_[8192];
-  Rotate rotate_{};
+  zorvik_gimbal_UavGimbalRotateReqMessage rotate_{};
   zorvik_channel_channelTopicMessage envelope_{};
   zorvik_sdksub_ImuAttiNaviData imu_{};
   zorvik_sdksub_hardSync hard_sync_{};
@@ -269,4 +203,4 @@ class NanopbCodec {
 
 }  // namespace
 
-void RegisterNanopb() { Register<NanopbCodec>("nanopb"); }
+void RegisterNanopb() { Register<NanopbCodec>(); }

@@ -1,149 +1,137 @@
-// What the codecs encode and decode: plain records, as a program keeps them,
-// for six representative messages and the rotate request on its own.
+// What the codecs encode and decode: six representative messages and the rotate
+// request on its own.
 #ifndef BENCH_SAMPLES_H_
 #define BENCH_SAMPLES_H_
 
-#include <array>
-#include <cstdint>
+#include <limits>
+#include <numeric>
 #include <string>
-#include <string_view>
-#include <tuple>
-#include <vector>
+
+#include "library_records.h"
 
 namespace sample {
 
-// zorvik.gimbal.UavGimbalRotateReqMessage, with the time of a relative turn.
-struct Rotate {
-  uint32_t seq = 0;
-  int32_t mode = 0;
-  int32_t action_time = 0;
-  int32_t pitch = 0, roll = 0, yaw = 0;
+using records::Make;
+using records::Record;
 
-  auto Fields() const {
-    return std::tie(seq, mode, action_time, pitch, roll, yaw);
-  }
-};
+using Rotate = Record<zorvik::gimbal::UavGimbalRotateReqMessage>;
+using Imu = Record<zorvik::sdksub::ImuAttiNaviData>;
+using HardSync = Record<zorvik::sdksub::hardSync>;
+using Battery = Record<zorvik::sdksub::SingleBatteryInfo>;
+using Target = Record<zorvik::protocol::singleTargetInfo>;
+using Tracer = Record<zorvik::protocol::tracerMeasureInfoMessage>;
 
-// zorvik.channel.channelTopicMessage around a rotate request.
-struct Envelope {
-  int32_t topic = 0;
-  int32_t source = 0;
-  int32_t destination = 0;
+// With these two, the codecs differ in how they get at the payload and the
+// data: the layout leaves them out.
+struct Envelope : Record<zorvik::channel::channelTopicMessage> {
   Rotate rotate;
-
-  auto Fields() const {
-    return std::tuple_cat(std::tie(topic, source, destination),
-                          rotate.Fields());
-  }
 };
-
-using Vector = std::array<float, 3>;
-using Quaternion = std::array<float, 4>;
-
-// zorvik.sdksub.ImuAttiNaviData
-struct Imu {
-  int32_t version = 0;
-  uint32_t flag = 0;
-  Vector position{}, velocity{}, acceleration{};
-  Quaternion q{};
-  int32_t count = 0;
-  uint64_t timestamp = 0;
-
-  auto Fields() const {
-    return std::tie(version, flag, position, velocity, acceleration, q, count,
-                    timestamp);
-  }
-};
-
-// zorvik.sdksub.hardSync
-struct HardSync {
-  uint64_t timestamp = 0;
-  Quaternion q{};
-  Vector a{}, w{};
-
-  auto Fields() const { return std::tie(timestamp, q, a, w); }
-};
-
-// zorvik.sdksub.SingleBatteryInfo
-struct Battery {
-  int32_t index = 0, voltage = 0, current = 0;
-  int32_t full = 0, remained = 0, temperature = 0;
-  int32_t cells = 0, percent = 0;
-  uint64_t state = 0;
-  uint32_t sop = 0;
-
-  auto Fields() const {
-    return std::tie(index, voltage, current, full, remained, temperature, cells,
-                    percent, state, sop);
-  }
-};
-
-// zorvik.protocol.singleTargetInfo
-struct Target {
-  uint32_t num = 0, type = 0, cal_cnt = 0, work_status = 0;
-  uint32_t time_create = 0, time_test = 0, sig_band = 0, distance = 0;
-  uint32_t freq = 0, amp = 0;
-  int32_t tm_fw = 0, tm_fy = 0, tf_fw = 0, tf_fy = 0;
-  uint32_t confidence = 0, time_offset = 0;
-  std::string_view name;
-
-  auto Fields() const {
-    return std::tie(num, type, cal_cnt, work_status, time_create, time_test,
-                    sig_band, distance, freq, amp, tm_fw, tm_fy, tf_fw, tf_fy,
-                    confidence, time_offset, name);
-  }
-};
-
-// zorvik.protocol.tracerMeasureInfoMessage
-struct Tracer {
-  static constexpr uint32_t kMostTargets = 16;
-
-  uint32_t frame = 0, work_status = 0, target_number = 0, work_mode = 0;
-  uint32_t targets_used = 0;
-  std::array<Target, kMostTargets> targets;
-
-  auto Fields() const {
-    return std::tie(frame, work_status, target_number, work_mode, targets_used);
-  }
-};
-
-// zorvik.stream.responseData
-struct Stream {
-  int64_t offset = 0;
-  int32_t length = 0;
-  std::string_view session;
+struct Stream : Record<zorvik::stream::responseData> {
   std::string_view data;
-
-  auto Fields() const { return std::tie(offset, length, session, data); }
 };
 
+using All =
+    std::tuple<Envelope, Rotate, Imu, HardSync, Battery, Tracer, Stream>;
+
+// What is timed.
 template <typename Sample>
-bool Equal(const Sample& a, const Sample& b) {
-  return a.Fields() == b.Fields();
+Sample Timed();
+
+inline const auto kAttitude =
+    Make<zorvik::sdksub::Quaternion4f>(0.707F, 0.01F, -0.02F, 0.706F);
+constexpr uint64_t kTime = 1700000000123456;
+
+template <>
+inline Rotate Timed() {
+  const auto relative = Make<zorvik::gimbal::relativeAngleRotationMessage>(20);
+  return Make<Rotate::M>(4711, 1, Make<records::RotationProperty>(relative),
+                         Make<zorvik::gimbal::GimbalAttitude3d>(-300, 15, 450));
 }
-bool Equal(const Tracer& a, const Tracer& b);
+template <>
+inline Envelope Timed() {
+  return {Make<Envelope::M>(10404, 2, 1001), Timed<Rotate>()};
+}
+template <>
+inline Imu Timed() {
+  return Make<Imu::M>(3, 0x1f, 12.5F, -3.25F, -40.125F, 1.5F, 0.25F, -0.75F,
+                      0.01F, 0.02F, -9.81F, kAttitude, 200, kTime);
+}
+template <>
+inline HardSync Timed() {
+  return Make<HardSync::M>(kTime, kAttitude,
+                           Make<zorvik::sdksub::Vector3f>(0.01F, 0.02F, -9.81F),
+                           Make<zorvik::sdksub::Vector3f>(0.1F, -0.2F, 0.3F));
+}
+template <>
+inline Battery Timed() {
+  return Make<Battery::M>(1, 22800, -12000, 5000, 4050, 315, 6, 81, 0x40000201,
+                          98);
+}
+template <>
+inline Tracer Timed() {
+  std::vector<Target> targets;
+  for (int i = 0; i < 16; ++i) {
+    const auto n = static_cast<uint32_t>(i);
+    const uint32_t created = 86400 + 600 * n;
+    targets.push_back(Make<Target::M>(
+        n + 1, n % 4 + 1, 10 * n + 7, 1, created, created + 3600, 3,
+        150 * n + 90, 2400000 + 500 * n, 60 + n, 1500 - 300 * i, 20 * i - 170,
+        1490 - 300 * i, 20 * i - 165, 70 + n, 35, "target-16b-x"));
+  }
+  return Make<Tracer::M>(1200, 1, 16, targets, 2);
+}
+template <>
+inline Stream Timed() {
+  static const std::string block = [] {
+    std::string bytes(4096, '\0');
+    std::iota(bytes.begin(), bytes.end(), '\0');
+    return bytes;
+  }();
+  return {Make<Stream::M>(1 << 20, 4096, "firmware-session-0001"), block};
+}
 
-// The first one is timed; with the others, which hold nothing but zeros and
-// the most extreme numbers, the codecs only have to agree.
-template <typename Sample>
-const std::vector<Sample>& Samples();
+// The lowest values of all fields, a negative zero among them, or the highest.
+template <typename Value>
+void SetExtreme(bool high, Value* value) {
+  using Limits = std::numeric_limits<Value>;
+  if constexpr (std::is_same_v<Value, std::string_view>) {
+    *value = high ? "\xc3\xa9" : "x";
+  } else if constexpr (std::is_same_v<Value, std::vector<Target>>) {
+    value->resize(2);
+    SetExtreme(high, &value->front());
+    SetExtreme(!high, &value->back());
+  } else if constexpr (std::is_floating_point_v<Value>) {
+    *value = high ? Limits::max() : -Value{0};
+  } else if constexpr (std::is_arithmetic_v<Value>) {
+    *value = high ? Limits::max() : Limits::min();
+  } else {
+    std::apply([high](auto&... field) { (SetExtreme(high, &field), ...); },
+               value->values);
+  }
+}
 
+// The first one is timed. With the others, which hold nothing but zeros and
+// the most extreme values, the codecs only have to agree.
 template <typename Sample>
-constexpr const char* kName = "";
-template <>
-inline constexpr const char* kName<Envelope> = "envelope";
-template <>
-inline constexpr const char* kName<Rotate> = "rotate";
-template <>
-inline constexpr const char* kName<Imu> = "imu";
-template <>
-inline constexpr const char* kName<HardSync> = "hardSync";
-template <>
-inline constexpr const char* kName<Battery> = "battery";
-template <>
-inline constexpr const char* kName<Tracer> = "tracer";
-template <>
-inline constexpr const char* kName<Stream> = "stream";
+const std::vector<Sample>& Samples() {
+  static const std::vector<Sample> samples = [] {
+    std::vector<Sample> all = {Timed<Sample>(), {}, {}, {}};
+    SetExtreme(false, &all[2]);
+    SetExtreme(true, &all[3]);
+    for (size_t i : {2, 3}) {
+      if constexpr (std::is_same_v<Sample, Envelope>) {
+        all[i].rotate = Samples<Rotate>()[i];
+      }
+      // nanopb takes an enum without negative values to be unsigned.
+      if constexpr (std::is_same_v<Sample, Rotate>) {
+        std::get<1>(all[i].values) = 2;
+      }
+      if constexpr (std::is_same_v<Sample, Stream>) all[i].data = "\x80x";
+    }
+    return all;
+  }();
+  return samples;
+}
 
 }  // namespace sample
 
