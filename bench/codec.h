@@ -36,21 +36,22 @@ bool Same(const Sample& a, const Sample& b) {
 // leaves out an empty record: the library has to read them as the same message.
 template <typename Codec, typename Sample>
 std::string Fault() {
-  Codec codec;
-  // Twice, so that nothing of one message is left for the next.
+  // Twice, and apart, so that nothing of one message is left for the next.
+  Codec writer, reader;
+  Sample read;
   for (int round = 0; round < 2; ++round) {
     for (const Sample& sample : sample::Samples<Sample>()) {
-      const std::string written(codec.Encode(sample));
+      const std::string written(writer.Encode(sample));
       const std::string canonical = Canonical(sample);
       const bool timed = &sample == &sample::Samples<Sample>()[0];
       if (timed && written != canonical) return "writes other bytes";
       NaiveCodec library;
-      Sample library_read, read;
+      Sample library_read;
       if (!library.Decode(written, &library_read) ||
           !Same(library_read, sample)) {
         return "writes another message";
       }
-      if (!codec.Decode(canonical, &read)) return "fails to read a message";
+      if (!reader.Decode(canonical, &read)) return "fails to read a message";
       if (!Same(read, sample)) return "reads another message";
     }
   }

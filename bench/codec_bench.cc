@@ -1,7 +1,5 @@
 // Encoding and decoding: the library in two forms of use, its peers, and a copy
-// of the encoded bytes. One program for the library and the stock build: which
-// of them it measures is a matter of the library path, and it says which it
-// found.
+// of the encoded bytes. The library path decides which library is measured.
 #include <cstring>
 
 #include "codec.h"

@@ -114,6 +114,7 @@ void Write(const sample::Envelope& from, pbf_writer* to) {
 }
 
 void Read(pbf_reader from, sample::Envelope* to) {
+  to->rotate = {};
   std::string_view type_url;
   pbf_reader value;
   Read(from, to, [&](pbf_reader* field) {
@@ -137,6 +138,7 @@ void Write(const sample::Stream& from, pbf_writer* to) {
 }
 
 void Read(pbf_reader from, sample::Stream* to) {
+  to->data = {};
   Read(from, to, [to](pbf_reader* field) {
     if (field->tag() != StreamMessage::kDataFieldNumber) return field->skip();
     Get<false>(field, &to->data);
