@@ -187,6 +187,7 @@ def main():
 
     if filecmp.cmp(*libraries.values(), shallow=False):
         sys.exit(f"run: the library and the {args.rival} build are the same file")
+    os.sync()  # Pages of a new file that are not yet written would count as private.
     times, sizes = measure_codecs(args, libraries)
     results = {"machine": machine(args.build), "rival": args.rival,
                "rounds": args.rounds, "load_rounds": args.load_rounds,
