@@ -21,13 +21,14 @@ function(zorvik_generate_catalogue)
       BUILD_ALWAYS TRUE
       BUILD_BYPRODUCTS ${generator}
       INSTALL_COMMAND "")
+    set(plugin ${generator})
   else()
     set(generator protoc-gen-zorvik)
+    set(plugin $<TARGET_FILE:protoc-gen-zorvik>)
   endif()
 
   set(out_dir ${PROJECT_BINARY_DIR}/generated)
   set(outputs ${out_dir}/catalogue.json ${out_dir}/catalogue.lua)
-  set(plugin $<IF:$<BOOL:${CMAKE_CROSSCOMPILING}>,${generator},$<TARGET_FILE:protoc-gen-zorvik>>)
   add_custom_command(
     OUTPUT ${outputs}
     COMMAND ${Protobuf_PROTOC_EXECUTABLE} --descriptor_set_in=${arg_DESCRIPTOR_SET}
