@@ -133,7 +133,6 @@ inline int RunBenchmarks(int argc, char** argv) {
   return 0;
 }
 
-// The peers, which codec_bench.cc registers beside the library.
 void RegisterProtozero();
 void RegisterNanopb();
 

@@ -77,9 +77,10 @@ void Write(const Record<Message>& from, pbf_writer* to) {
 template <typename Message>
 void Read(pbf_reader from, Record<Message>* to);
 
-// Gives the fields that are not in the layout to other.
+// Gives the fields that are not in the layout to other. Inlined like a loop
+// that is written for one message.
 template <typename Message, typename Other>
-void Read(pbf_reader from, Record<Message>* to, Other other) {
+[[gnu::flatten]] void Read(pbf_reader from, Record<Message>* to, Other other) {
   while (from.next()) {
     const bool known =
         records::ForField<0,
