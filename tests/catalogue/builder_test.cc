@@ -222,7 +222,6 @@ TEST(Catalogue, RefusesWhatIsNoTagOrMeansNothingHere) {
        "42: @unit is for"},
       {"// @unit m/s", "// @unit 5 s", "44: 5 s is not a unit symbol"},
       // What has to be there.
-      {"// @subsystem link\n", "", "3: no @subsystem"},
       {"message Answer {", "message Other {}\n// Answers.\nmessage Answer {",
        "48: no id carries p.Other"},
       // Names of what is not there.

@@ -163,9 +163,6 @@ class Builder {
       schema->add_imports(file->dependency(i)->name());
     }
     schema->set_subsystem(comment.Value("subsystem"));
-    if (schema->subsystem().empty()) {
-      faults_->Add(file, comment.line, "no @subsystem");
-    }
     SetWords(comment, schema);
     for (int i = 0; i < file->enum_type_count(); ++i) Add(file->enum_type(i));
     for (int i = 0; i < file->message_type_count(); ++i) {
