@@ -18,7 +18,7 @@ class InspectTest : public testing::Test {
  protected:
   InspectTest() : lookup_(DESCRIPTOR_SET, CATALOGUE) {}
 
-  // Expects the same verdict of both. A payload is no concern of the runtime's.
+  // Expects the same verdict of both. A content is no concern of the runtime's.
   void Compare(const pb::Descriptor* type, const std::string& bytes) {
     const CapturedLog log;  // The runtime says so when text is not UTF-8.
     const std::optional<Fault> fault =
@@ -139,7 +139,7 @@ TEST_F(InspectTest, NamesThePlace) {
        "more than ten bytes"},
       {"gimbal.UavGimbalRotateReqMessage", "22 02 08 80", 3, "inside a number"},
       {"camera.CameraRangeListMessage", "0a 02 01 80", 3, "inside a number"},
-      // The payload's type, "x/zorvik.power.onOffMessage", contains its bytes.
+      // The content's type, "x/zorvik.power.onOffMessage", contains its bytes.
       {"channel.channelTopicMessage",
        "22 21 0a 1b 78 2f 7a 6f 72 76 69 6b 2e 70 6f 77 65 72 2e 6f 6e 4f 66 "
        "66 4d 65 73 73 61 67 65 12 02 65 72",

@@ -1,4 +1,4 @@
-// Prints encoded messages for people: ids by name, payloads unpacked.
+// Prints encoded messages for people: ids by name, contents unpacked.
 #include <getopt.h>
 #include <google/protobuf/stubs/logging.h>
 
@@ -21,7 +21,7 @@ constexpr char kHelp[] =
     R"(usage: inspect [OPTION]... [FILE]
 
 Prints encoded messages: every field that is set, ids by name next to their
-numbers, the payload of an envelope as its own message, unknown fields. Reads
+numbers, the content of an envelope as its own message, unknown fields. Reads
 standard input when there is no FILE, or FILE is -.
 
   -t, --type NAME         full name of the message; without it, the channel
@@ -147,7 +147,7 @@ class Inspector {
   }
 
  private:
-  // A message that cannot be read is passed over; a payload that cannot be is
+  // A message that cannot be read is passed over; a content that cannot be is
   // shown as bytes.
   void Show(const Piece& piece) {
     const auto message = lookup_->New(type_);

@@ -36,7 +36,7 @@ pb::Any ToAny(const pb::Message& message) {
   return any;
 }
 
-std::string PayloadName(const pb::Any& any) {
+std::string ContentName(const pb::Any& any) {
   std::string name;
   return pb::Any::ParseAnyTypeUrl(any.type_url(), &name) ? name : "";
 }
@@ -74,7 +74,7 @@ void Printer::PrintField(const pb::Message& message,
       index < 0 ? reflection->GetMessage(message, field)
                 : reflection->GetRepeatedMessage(message, field, index);
   if (IsAny(field->message_type())) {
-    PrintPayload(child, indent);
+    PrintContent(child, indent);
   } else {
     line << ": " << field->message_type()->full_name() << '\n';
     Print(child, indent + 1);
@@ -112,24 +112,24 @@ std::string Printer::Scalar(const pb::Message& message,
                      : " (not declared in " + enum_type->full_name() + ")");
 }
 
-void Printer::PrintPayload(const pb::Message& message, int indent) {
+void Printer::PrintContent(const pb::Message& message, int indent) {
   const pb::Any any = ToAny(message);
-  const std::string name = PayloadName(any);
+  const std::string name = ContentName(any);
   const pb::Descriptor* type = lookup_->FindMessage(name);
   std::string problem;
   if (type == nullptr) {
     problem = name.empty() ? "without a type" : "which the schemas do not have";
   } else {
-    const auto payload = lookup_->New(type);
-    if (payload->ParseFromString(any.value())) {
+    const auto content = lookup_->New(type);
+    if (content->ParseFromString(any.value())) {
       *out_ << ": " << name << '\n';
-      Print(*payload, indent + 1);
+      Print(*content, indent + 1);
     } else {
       problem = "malformed";
     }
   }
   if (!problem.empty()) {
-    *out_ << ": " << (name.empty() ? "payload" : name) << ", " << problem
+    *out_ << ": " << (name.empty() ? "content" : name) << ", " << problem
           << '\n';
     Line(indent + 1) << "value: " << Hex(any.value()) << '\n';
   }
@@ -140,13 +140,13 @@ void Printer::PrintPayload(const pb::Message& message, int indent) {
 void Printer::PrintMismatch(const pb::Message& message, int indent) {
   const pb::Descriptor* type = message.GetDescriptor();
   const pb::Reflection* reflection = message.GetReflection();
-  std::string payload;
+  std::string content;
   const pb::EnumValueDescriptor* id = nullptr;
   for (int i = 0; i < type->field_count(); ++i) {
     const pb::FieldDescriptor* field = type->field(i);
     if (field->is_repeated()) continue;
     if (IsAny(field->message_type())) {
-      payload = PayloadName(ToAny(reflection->GetMessage(message, field)));
+      content = ContentName(ToAny(reflection->GetMessage(message, field)));
     } else if (field->type() == pb::FieldDescriptor::TYPE_INT32 &&
                lookup_->EnumOf(field) != nullptr) {
       id = lookup_->EnumOf(field)->FindValueByNumber(
@@ -154,9 +154,9 @@ void Printer::PrintMismatch(const pb::Message& message, int indent) {
     }
   }
   const std::string carried = id == nullptr ? "" : lookup_->CarriedBy(id);
-  if (!carried.empty() && payload != carried) {
+  if (!carried.empty() && content != carried) {
     Line(indent) << "! " << id->name() << " carries " << carried << ", not "
-                 << (payload.empty() ? "nothing" : payload) << '\n';
+                 << (content.empty() ? "nothing" : content) << '\n';
   }
 }
 

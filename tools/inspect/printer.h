@@ -7,7 +7,7 @@
 #include "lookup.h"
 
 // Prints the fields that are set, one a line: name, value, the name that the
-// value has, its unit. The payload of an Any is printed as its own message;
+// value has, its unit. The content of an Any is printed as its own message;
 // unknown fields follow the known ones.
 class Printer {
  public:
@@ -19,7 +19,7 @@ class Printer {
   void PrintField(const google::protobuf::Message& message,
                   const google::protobuf::FieldDescriptor* field, int index,
                   int indent);
-  void PrintPayload(const google::protobuf::Message& any, int indent);
+  void PrintContent(const google::protobuf::Message& any, int indent);
   void PrintUnknown(const google::protobuf::UnknownFieldSet& fields,
                     int indent);
   void PrintMismatch(const google::protobuf::Message& message, int indent);

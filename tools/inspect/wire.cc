@@ -93,13 +93,13 @@ class Walk {
     position_ = start;
     const pb::Descriptor* type = field->message_type();
     if (type != nullptr) {
-      payload_ = {0, 0};
+      content_ = {0, 0};
       Message(end, type);
       if (type->full_name() == pb::Any::descriptor()->full_name()) {
-        Payload(start, end);
+        AnyContent(start, end);
       }
     } else if (field->full_name() == "google.protobuf.Any.value") {
-      payload_ = {start, end};
+      content_ = {start, end};
     } else if (field->type() == Field::TYPE_STRING) {
       if (!IsUtf8(bytes_.substr(start, end - start))) {
         throw Fault{start, field->full_name() + " is not UTF-8"};
@@ -133,7 +133,7 @@ class Walk {
   }
 
   // The message inside an Any, which itself was read already.
-  void Payload(size_t start, size_t end) {
+  void AnyContent(size_t start, size_t end) {
     pb::Any any;
     std::string name;
     if (!any.ParseFromArray(&bytes_[start], static_cast<int>(end - start)) ||
@@ -142,8 +142,8 @@ class Walk {
     }
     const pb::Descriptor* type = lookup_.FindMessage(name);
     if (type == nullptr) return;
-    position_ = payload_.first;
-    Message(payload_.second, type);
+    position_ = content_.first;
+    Message(content_.second, type);
   }
 
   uint64_t Varint(size_t end) {
@@ -171,7 +171,7 @@ class Walk {
   const std::string& bytes_;
   const Lookup& lookup_;
   size_t position_ = 0;
-  std::pair<size_t, size_t> payload_;  // Of the Any that was read last.
+  std::pair<size_t, size_t> content_;  // Of the Any that was read last.
   int depth_ = 0;
 };
 

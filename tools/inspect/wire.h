@@ -14,7 +14,7 @@ struct Fault {
   std::string reason;
 };
 
-// The first fault in the encoding of a message, payloads included. Nothing when
+// The first fault in the encoding of a message, contents included. Nothing when
 // all of it can be read.
 std::optional<Fault> FindFault(const std::string& bytes,
                                const google::protobuf::Descriptor* type,

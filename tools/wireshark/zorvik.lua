@@ -45,13 +45,13 @@ local function at_field(field, protocol, handle)
   protobuf_field:add(field, protocol)
 end
 
-at_field("google.protobuf.Any.type_url", Proto("zorvik.any_type", "Payload type"),
+at_field("google.protobuf.Any.type_url", Proto("zorvik.any_type", "Content type"),
   function(buffer)
-    seen.payload = buffer:raw():match("[^/]*$")
+    seen.content = buffer:raw():match("[^/]*$")
   end)
-at_field("google.protobuf.Any.value", Proto("zorvik.any_value", "Payload"),
+at_field("google.protobuf.Any.value", Proto("zorvik.any_value", "Content"),
   function(buffer, pinfo, tree)
-    if seen.payload then zorvik.dissect(seen.payload, buffer, pinfo, tree) end
+    if seen.content then zorvik.dissect(seen.content, buffer, pinfo, tree) end
   end)
 
 -- A protocol for each enum, whose one field shows number and name.
@@ -83,15 +83,15 @@ for field, enum in pairs(catalogue.enum_of_field) do
 end
 
 local envelope = Proto("zorvik", "Zorvik channel")
-local wrong_payload = ProtoExpert.new("zorvik.wrong_payload",
-  "The payload is not the message that the topic type carries",
+local wrong_content = ProtoExpert.new("zorvik.wrong_content",
+  "The content is not the message that the topic type carries",
   expert.group.PROTOCOL, expert.severity.WARN)
 local no_schemas = ProtoExpert.new("zorvik.no_schemas",
   "Add " .. folder .. " and the folder of google/protobuf/any.proto to the protobuf search paths",
   expert.group.UNDECODED, expert.severity.WARN)
-envelope.experts = {wrong_payload, no_schemas}
+envelope.experts = {wrong_content, no_schemas}
 envelope.prefs.ports = Pref.range("UDP ports", "",
-  "Ports whose datagrams are envelopes. Those with a payload are found on any port.", 65535)
+  "Ports whose datagrams are envelopes. Those with content are found on any port.", 65535)
 
 local topic_types = catalogue.enum_of_field[envelope_type .. ".topic_type"]
 
@@ -103,13 +103,13 @@ function envelope.dissector(buffer, pinfo, tree)
   pinfo.cols.protocol = "Zorvik"
   local number = seen[topic_types] or 0
   local topic = zorvik.enums[topic_types][number] or {name = "topic type " .. number}
-  local summary = topic.name .. ": " .. (seen.payload or "no payload")
-  if not next(seen) then summary = "neither topic type nor payload" end
+  local summary = topic.name .. ": " .. (seen.content or "no content")
+  if not next(seen) then summary = "neither topic type nor content" end
   pinfo.cols.info = summary
   branch:append_text(", " .. summary)
-  if topic.carries and seen.payload ~= topic.carries then
-    branch:add_proto_expert_info(wrong_payload,
-      topic.name .. " carries " .. topic.carries .. ", not " .. (seen.payload or "nothing"))
+  if topic.carries and seen.content ~= topic.carries then
+    branch:add_proto_expert_info(wrong_content,
+      topic.name .. " carries " .. topic.carries .. ", not " .. (seen.content or "nothing"))
   end
   if not next(seen) and buffer(0, 1):uint() == 0x08 then
     branch:add_proto_expert_info(no_schemas)
@@ -126,7 +126,7 @@ function envelope.prefs_changed()
   if ports ~= "" then udp_ports:add(ports, envelope) end
 end
 
--- An envelope is known by the type URL of its payload, and by beginning with one
+-- An envelope is known by the type URL of its content, and by beginning with one
 -- of its own tags: other messages may hold an envelope.
 envelope:register_heuristic("udp", function(buffer, pinfo, tree)
   local bytes = buffer:raw()
