@@ -43,6 +43,9 @@ install(FILES
   DESTINATION ${ZorvikPBProto_INSTALL_CMAKEDIR}
   COMPONENT development)
 
+# Wherever the files are installed or moved to, they find each other.
+file(RELATIVE_PATH ZorvikPBProto_PREFIX_FROM_PKGCONFIG
+  /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(cmake/ZorvikPBProto.pc.in ZorvikPBProto.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ZorvikPBProto.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig

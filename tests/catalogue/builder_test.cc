@@ -225,7 +225,8 @@ TEST(Catalogue, RefusesWhatIsNoTagOrMeansNothingHere) {
       {"message Answer {", "message Other {}\n// Answers.\nmessage Answer {",
        "48: no id carries p.Other"},
       // Names of what is not there.
-      {"@schema p.proto", "@schema p", "13: no schema is called p"},
+      {"@schema p.proto", "@schema p",
+       "13: no schema of the build is called p"},
       {"// @ids service", "// @ids services", "17: no kind of ids"},
       {"@component p.COMPONENT_ONE", "@component p.COMPONENT_NONE",
        "18: no component"},

@@ -1,13 +1,15 @@
 #!/usr/bin/python3
 """The catalogue has the form that its JSON Schema describes, and nothing else,
-and knows every payload device by a payload type.
+knows every payload device by a payload type, and puts every schema into a
+subsystem.
 
-usage: catalogue_test.py CATALOGUE JSON_SCHEMA
+usage: catalogue_test.py CATALOGUE JSON_SCHEMA SUBSYSTEMS
 """
 
 import copy
 import json
 import sys
+import tomllib
 
 import jsonschema
 
@@ -24,7 +26,8 @@ def closed(schema):
     return out
 
 
-catalogue, schema = (json.load(open(path)) for path in sys.argv[1:])
+catalogue, schema = (json.load(open(path)) for path in sys.argv[1:3])
+groups = [s["slug"] for s in tomllib.load(open(sys.argv[3], "rb"))["subsystem"]]
 check = jsonschema.Draft202012Validator
 check.check_schema(schema)
 faults = [f"{e.json_path}: {e.message[:200]}"
@@ -51,6 +54,8 @@ types = next(e for e in catalogue["enums"]
 devices = {value.get("schema") for value in types["values"]}
 faults += [f"{s['name']} is a payload device without a value of payloadType"
            for s in catalogue["schemas"]
-           if s["subsystem"] == "payloads" and s["name"] not in devices]
+           if s.get("subsystem") == "payloads" and s["name"] not in devices]
+faults += [f"{s['name']} has no @subsystem of those in {sys.argv[3]}"
+           for s in catalogue["schemas"] if s.get("subsystem") not in groups]
 
 sys.exit("\n".join(faults) if faults else 0)

@@ -2,7 +2,9 @@
 """The README states how much there is as the catalogue has it; with --fix, it is
 made to.
 
-usage: counts_test.py [--fix] CATALOGUE README
+usage: counts_test.py [--fix] [CATALOGUE README]
+
+Without names, those of this repository and of its build in build/release.
 """
 
 import json
@@ -10,7 +12,14 @@ import pathlib
 import re
 import sys
 
-*fix, catalogue, readme = sys.argv[1:]
+fix = sys.argv[1:2] == ["--fix"]
+names = sys.argv[1 + fix:]
+if len(names) not in (0, 2):
+    print(__doc__.split("\n\n")[1], file=sys.stderr)
+    sys.exit(2)
+root = pathlib.Path(__file__).resolve().parents[2]
+catalogue, readme = names or (
+    root / "build/release/generated/catalogue.json", root / "README.md")
 catalogue = json.loads(pathlib.Path(catalogue).read_text())
 topics = next(e for e in catalogue["enums"] if e.get("ids") == "topic type")
 settled = [i for i in catalogue["ids"]

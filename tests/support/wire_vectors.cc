@@ -31,6 +31,10 @@ std::vector<WireVector> ReadVectors(const std::filesystem::path& folder,
   const std::filesystem::path path =
       folder / std::filesystem::path(schema->name()).replace_extension(".json");
   std::ifstream file(path);
+  if (!file) {
+    throw std::runtime_error(path.string() + " is missing: " + schema->name() +
+                             " declares messages");
+  }
   std::stringstream json;
   json << file.rdbuf();
   pb::Struct content;

@@ -196,7 +196,9 @@ class Builder {
       known->set_schema(comments_[value].Value("schema"));
       if (!known->schema().empty() &&
           type->file()->pool()->FindFileByName(known->schema()) == nullptr) {
-        Fault(value, value, "schema", "no schema is called " + known->schema());
+        Fault(value, value, "schema",
+              "no schema of the build is called " + known->schema() +
+                  ": is it in the list of CMakeLists.txt?");
       }
       if (ids_.count(value->full_name()) > 0) {
         Add(*entry, value);
