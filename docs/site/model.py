@@ -220,6 +220,10 @@ class Schema:
     def namespace(self):
         return self.package.replace(".", "::")
 
+    def elements_and_self(self):
+        yield self
+        yield from self.elements()
+
     def elements(self):
         for enum in self.enums:
             yield enum

@@ -189,6 +189,7 @@ TEST(Catalogue, RefusesWhatIsNoTagOrMeansNothingHere) {
       {"// @unit m/s", "// @unit\tm/s", "44: not a tag"},
       {"// @unit m/s", "// @unit", "44: not a tag"},
       {"// @unit m/s", "// @Unit m/s", "44: not a tag"},
+      {"// @unit m/s", "// @open unit @unit m/s", "44: not a tag"},
       {"// @unit m/s", "// in @unit m/s", "44: not a tag"},
       {"// @unit m/s", "// @unit m/s\n  // and more", "45: words behind a tag"},
       {"// @unit m/s", "// @unit m/s\n  // @unit km", "45: a second @unit"},

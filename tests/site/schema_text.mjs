@@ -24,7 +24,7 @@ function parse(file) {
   const text = readFileSync(new URL(file, schemaDirectory), 'utf8');
   const pkg = /^package (.+);$/m.exec(text)[1];
   const page = `schema/${file.replace('.proto', '.html')}`;
-  const head = { fullName: file, tags: tagsOf(text.split('syntax')[0]) };
+  const head = { fullName: file, page, tags: tagsOf(text.split('syntax')[0]) };
   const elements = [];
   const statement =
     /((?:^ *\/\/.*\n)*)^ *(?:(message|enum) (\w+)|(?:(repeated )?([\w.]+) )?(\w+) = (\d+);)/gm;
@@ -75,6 +75,11 @@ export const tags = [...schemas.map(({ head }) => head), ...elements,
   ...elements.flatMap(({ members }) => members)]
     .flatMap((element) => Object.entries(element.tags).flatMap(
         ([name, all]) => all.map((v) => `${element.fullName} @${name} ${v}`)));
+// The page of each element.
+export const pageOf = Object.fromEntries(
+    [...schemas.map(({ head }) => head), ...elements,
+      ...elements.flatMap(({ members }) => members)]
+        .map(({ fullName, page }) => [fullName, page]));
 export const taggedLines = readdirSync(schemaDirectory).flatMap((file) =>
   readFileSync(new URL(file, schemaDirectory), 'utf8').split('\n')
       .filter((line) => line.includes('@')));

@@ -6,8 +6,8 @@ import { after, before, beforeEach, test } from 'node:test';
 import { chromium } from 'playwright-core';
 
 import { launchOptions } from '../../docs/site/browser.mjs';
-import { catalogue, enums, generatedClass, messages, pages, site,
-  taggedLines, tags, values, vectors }
+import { catalogue, enums, generatedClass, messages, pageOf, pages,
+  site, taggedLines, tags, values, vectors }
   from './schema_text.mjs';
 
 let browser;
@@ -183,6 +183,27 @@ test('ids and the messages that travel under them point at each other',
                 `${fullName}: ${label}`);
           }
         }
+      }
+    });
+
+test('every open point is on the page of its schema and on "Left open"',
+    async () => {
+      const words = (text) => text.replace(/\s+/g, ' ').trim();
+      const shown = async (url, selector) => {
+        await open(url);
+        return page.$$eval(selector, (all) => all.map((p) => p.textContent));
+      };
+      const count = (texts) => texts.map(words).sort();
+      const points = tags.filter((tag) => tag.includes(' @open '))
+          .map((tag) => ({ page: pageOf[tag.split(' @open ')[0]],
+            text: tag.split(' @open ')[1] }));
+      assert.deepEqual(count(await shown('open.html', '.questions dd p')),
+          count(points.map(({ text }) => text)));
+      for (const url of new Set(points.map((point) => point.page))) {
+        const texts = await shown(url, 'p.open');
+        assert.deepEqual(count(texts.map((t) => t.replace('Left open', ''))),
+            count(points.filter((point) => point.page === url)
+                .map(({ text }) => text)), url);
       }
     });
 

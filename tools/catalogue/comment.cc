@@ -51,7 +51,7 @@ std::string Faults::Text() const {
 
 Comment ReadComment(const pb::FileDescriptor* file,
                     const std::vector<int>& path, Faults* faults) {
-  static const std::regex kTag(" @([a-z_]+) (\\S|\\S.*\\S)");
+  static const std::regex kTag(" @([a-z_]+) ([^\\s@]|[^\\s@][^@]*[^\\s@])");
   Comment comment;
   pb::SourceLocation location;
   if (!file->GetSourceLocation(path, &location)) {
