@@ -32,7 +32,7 @@ LOAD = {"dlopen": "`dlopen`, the runtime already loaded",
         "stripped size": "stripped size",
         "resident": "resident of the file after `dlopen`",
         "private memory after dlopen": "memory of the process's own after `dlopen`"}
-ADVICE = {"envelope-in-place": "payload serialised in place",
+ADVICE = {"envelope-in-place": "content serialised in place",
           "envelope-merge": "envelope merged in place",
           "merge": "rotate request merged in place",
           "type-url": "type URL compared",

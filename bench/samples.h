@@ -21,7 +21,7 @@ using Battery = Record<zorvik::sdksub::SingleBatteryInfo>;
 using Target = Record<zorvik::protocol::singleTargetInfo>;
 using Tracer = Record<zorvik::protocol::tracerMeasureInfoMessage>;
 
-// With these two, the codecs differ in how they get at the payload and the
+// With these two, the codecs differ in how they get at the content and the
 // data: the layout leaves them out.
 struct Envelope : Record<zorvik::channel::channelTopicMessage> {
   Rotate rotate;
