@@ -1,12 +1,14 @@
-# Makes the catalogue: what the tags and comments of the schemas say, as data.
+# Makes the catalogue: what the tags and comments of the schemas say, as data and
+# as a header.
 
 # zorvik_generate_catalogue(DESCRIPTOR_SET <file> SCHEMAS <file>...
-#                           OUTPUT_VARIABLE <v>)
+#                           OUTPUT_VARIABLE <v> HEADER_VARIABLE <v>)
 #
-# Sets <v> to the files that are made, and adds the target
-# ZorvikPBProto_catalogue for them.
+# Sets the variables to the data and to the header that are made, and adds the
+# target ZorvikPBProto_catalogue for all of them.
 function(zorvik_generate_catalogue)
-  cmake_parse_arguments(PARSE_ARGV 0 arg "" "DESCRIPTOR_SET;OUTPUT_VARIABLE" "SCHEMAS")
+  cmake_parse_arguments(PARSE_ARGV 0 arg ""
+    "DESCRIPTOR_SET;OUTPUT_VARIABLE;HEADER_VARIABLE" "SCHEMAS")
   add_subdirectory(tools/catalogue)
   if(CMAKE_CROSSCOMPILING)
     # The generator runs here and not on the target.
@@ -29,15 +31,17 @@ function(zorvik_generate_catalogue)
 
   set(out_dir ${PROJECT_BINARY_DIR}/generated)
   set(outputs ${out_dir}/catalogue.json ${out_dir}/catalogue.lua)
+  set(header ${out_dir}/zorvik/pairings.h)
   add_custom_command(
-    OUTPUT ${outputs}
+    OUTPUT ${outputs} ${header}
     COMMAND ${Protobuf_PROTOC_EXECUTABLE} --descriptor_set_in=${arg_DESCRIPTOR_SET}
       --plugin=protoc-gen-zorvik=${plugin}
       --zorvik_out=version=${PROJECT_VERSION}:${out_dir} ${arg_SCHEMAS}
     DEPENDS ${arg_DESCRIPTOR_SET} ${generator}
     COMMENT "Generating catalogue.json"
     VERBATIM)
-  add_custom_target(ZorvikPBProto_catalogue ALL DEPENDS ${outputs})
+  add_custom_target(ZorvikPBProto_catalogue ALL DEPENDS ${outputs} ${header})
   add_dependencies(ZorvikPBProto_catalogue ZorvikPBProto_descriptors)
   set(${arg_OUTPUT_VARIABLE} ${outputs} PARENT_SCOPE)
+  set(${arg_HEADER_VARIABLE} ${header} PARENT_SCOPE)
 endfunction()

@@ -11,6 +11,9 @@ install(TARGETS ZorvikPBProto
 install(FILES ${ZorvikPBProto_HEADERS}
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ZorvikPBProto
   COMPONENT development)
+install(FILES ${ZorvikPBProto_VERSION_HEADER}
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ZorvikPBProto/zorvik
+  COMPONENT development)
 list(TRANSFORM ZorvikPBProto_SCHEMAS PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/proto/
   OUTPUT_VARIABLE ZorvikPBProto_SCHEMA_FILES)
 install(FILES ${ZorvikPBProto_SCHEMA_FILES} ${ZorvikPBProto_DESCRIPTOR_SET}
@@ -23,6 +26,11 @@ if(ZORVIKPBPROTO_BUILD_CATALOGUE)
       tools/wireshark/zorvik.lua
     DESTINATION ${CMAKE_INSTALL_DATADIR}/ZorvikPBProto
     COMPONENT development)
+  # In the folder of the other headers, so that pkg-config needs no second file.
+  install(FILES include/zorvik/topics.h ${ZorvikPBProto_PAIRINGS}
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ZorvikPBProto/zorvik
+    COMPONENT development)
+  install(TARGETS ZorvikPBProto_Topics EXPORT ZorvikPBProtoTargets)
 endif()
 
 install(EXPORT ZorvikPBProtoTargets

@@ -3,7 +3,7 @@
 //   protoc --plugin=protoc-gen-zorvik=... --zorvik_out=version=2.0.0:FOLDER ...
 //
 // catalogue.json is for all programs; catalogue.lua holds what Wireshark's
-// scripts need of it.
+// scripts need of it, zorvik/pairings.h what C++ programs do.
 #include <google/protobuf/compiler/code_generator.h>
 #include <google/protobuf/compiler/plugin.h>
 #include <google/protobuf/io/printer.h>
@@ -17,6 +17,7 @@
 
 #include "catalogue/builder.h"
 #include "catalogue/lua.h"
+#include "catalogue/pairings.h"
 
 namespace {
 
@@ -69,6 +70,7 @@ class Generator : public pb::compiler::CodeGenerator {
     }
     Write(Json(catalogue), "catalogue.json", context);
     Write(catalogue::Lua(catalogue), "catalogue.lua", context);
+    Write(catalogue::Pairings(catalogue), "zorvik/pairings.h", context);
     return true;
   }
 };
