@@ -48,10 +48,8 @@ constexpr bool kMayAnswer = std::is_void_v<typename Id<id>::Answer> ||
 
 namespace internal {
 
-struct TopicBase {};
-
 template <channelTopicType type, typename Message>
-struct BoundTopic : TopicBase {
+struct BoundTopic {
   static_assert(!NameOf(type).empty(),
                 "the channel has no topic type of this number");
   static_assert(!std::is_void_v<Message>,
@@ -78,19 +76,22 @@ constexpr channelTopicType OnlyTopicType(IdList<ids...>) {
                                                   : 0);
 }
 
+// The topic that a message names by itself, or a topic.
 template <typename Message>
-struct SettledTopic {
+struct Named {
   static constexpr channelTopicType kType =
       OnlyTopicType(typename MessageFacts<Message>::CarriedBy());
   static_assert(kType != channelTopicType{},
                 "the vocabulary settles no topic type for this message: name "
                 "one, Topic<type, Message>");
-  using Checked = BoundTopic<kType, Message>;
+  using Topic = BoundTopic<kType, Message>;
 };
-
+template <channelTopicType type, typename Message>
+struct Named<BoundTopic<type, Message>> {
+  using Topic = BoundTopic<type, Message>;
+};
 template <typename T>
-using TopicFor = typename std::conditional_t<std::is_base_of_v<TopicBase, T>, T,
-                                             SettledTopic<T>>::Checked;
+using TopicFor = typename Named<T>::Topic;
 
 template <typename T>
 struct Answered {

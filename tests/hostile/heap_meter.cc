@@ -10,6 +10,7 @@ namespace {
 // Of one thread; what others allocate is not counted.
 thread_local long long in_use = 0;
 thread_local long long most_in_use = 0;
+thread_local size_t allocations_made = 0;
 
 // The cost of a block is stored in front of it.
 constexpr size_t kHead = alignof(std::max_align_t);
@@ -27,6 +28,7 @@ void* Allocate(size_t size) {
   if (block == nullptr) throw std::bad_alloc();
   const long long cost = Cost(size);
   new (block) long long(cost);
+  ++allocations_made;
   in_use += cost;
   most_in_use = std::max(most_in_use, in_use);
   return block + kHead;
@@ -41,9 +43,14 @@ void Free(void* block) {
 
 }  // namespace
 
-HeapMeter::HeapMeter() { in_use = most_in_use = 0; }
+HeapMeter::HeapMeter() {
+  in_use = most_in_use = 0;
+  allocations_made = 0;
+}
 
 size_t HeapMeter::peak() const { return static_cast<size_t>(most_in_use); }
+
+size_t HeapMeter::allocations() const { return allocations_made; }
 
 // The forms that the standard does not give in terms of others.
 void* operator new(size_t size) { return Allocate(size); }

@@ -13,6 +13,9 @@ class HeapMeter {
  public:
   HeapMeter();
   size_t peak() const;
+
+  // How many blocks were taken since then.
+  size_t allocations() const;
 };
 
 #endif  // TESTS_HOSTILE_HEAP_METER_H_

@@ -1,0 +1,63 @@
+// All topics that are settled, and what the protobuf runtime makes of the
+// envelope of one: the measure for zorvik/topics.h.
+#ifndef TESTS_SUPPORT_TOPICS_H_
+#define TESTS_SUPPORT_TOPICS_H_
+
+#include <cstdint>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "channelMessage.pb.h"
+#include "gimbalMessage.pb.h"
+#include "throwerMessage.pb.h"
+#include "tracerMessage.pb.h"
+#include "zorvik/topics.h"
+
+// The topic types lie within these numbers.
+constexpr int kFirstTopicType = 10000;
+constexpr int kTopicTypes = 1000;
+
+// Calls use(Topic<...>()) for each topic type whose content is settled.
+template <typename Use, int... offsets>
+void ForEachSettledTopic(Use use, std::integer_sequence<int, offsets...>) {
+  namespace topics = zorvik::topics;
+  const auto use_settled = [&](auto number) {
+    constexpr topics::channelTopicType kType{decltype(number)::value};
+    if constexpr (!std::is_void_v<typename topics::Id<kType>::Content>) {
+      use(topics::Topic<kType>());
+    }
+  };
+  (use_settled(std::integral_constant<int, kFirstTopicType + offsets>()), ...);
+}
+
+template <typename Use>
+void ForEachSettledTopic(Use use) {
+  ForEachSettledTopic(use, std::make_integer_sequence<int, kTopicTypes>());
+}
+
+template <typename Topic>
+std::string WriteByRuntime(const typename Topic::Content& content,
+                           int32_t source, int32_t destination) {
+  zorvik::channel::channelTopicMessage envelope;
+  envelope.set_topic_type(Topic::kType);
+  envelope.set_src_node_id(source);
+  envelope.set_dst_node_id(destination);
+  envelope.mutable_data()->PackFrom(content);
+  return envelope.SerializeAsString();
+}
+
+// Reads the content of a topic from an envelope that was parsed.
+template <typename Topic>
+zorvik::topics::Result ReadByRuntime(
+    const zorvik::channel::channelTopicMessage& envelope,
+    typename Topic::Content* content) {
+  using zorvik::topics::Result;
+  const google::protobuf::Any& data = envelope.data();
+  if (envelope.topic_type() != Topic::kType) return Result::kUnknownTopic;
+  if (data.ByteSizeLong() == 0) return Result::kNoContent;
+  if (!data.Is<typename Topic::Content>()) return Result::kOtherContent;
+  return data.UnpackTo(content) ? Result::kReceived : Result::kMalformedContent;
+}
+
+#endif  // TESTS_SUPPORT_TOPICS_H_

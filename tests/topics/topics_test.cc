@@ -1,0 +1,447 @@
+// What zorvik/topics.h writes and reads is what the protobuf runtime writes and
+// reads. The pairings are those of the catalogue.
+#include "zorvik/topics.h"
+
+#include <google/protobuf/duration.pb.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <map>
+#include <set>
+#include <vector>
+
+#include "accessMessage.pb.h"
+#include "catalogue/reader.h"
+#include "hostile/heap_meter.h"
+#include "sdkSubMessage.pb.h"
+#include "streamMessage.pb.h"
+#include "support/captured_log.h"
+#include "support/fill.h"
+#include "support/random_fill.h"
+#include "support/topics.h"
+#include "uavComponentID.pb.h"
+#include "zorvik/version.h"
+
+namespace {
+
+namespace access = zorvik::access;
+namespace channel = zorvik::channel;
+namespace gimbal = zorvik::gimbal;
+namespace protocol = zorvik::protocol;
+namespace sdksub = zorvik::sdksub;
+namespace stream = zorvik::stream;
+namespace topics = zorvik::topics;
+using google::protobuf::Duration;
+using topics::From;
+using topics::IdList;
+using topics::Result;
+using topics::To;
+
+// An open topic bound to a message of one's own, and one to the vocabulary's.
+using Parachute =
+    topics::Topic<channel::CHANNEL_TOPIC_TYPE_PARACHUTE_ACTION, Duration>;
+using RotateAnswer = topics::AnswerTo<gimbal::UavGimbalRotateReqMessage,
+                                      gimbal::UavGimbalRspMessage>;
+
+// One pairing of each kind; that of the topic types is compared in full below.
+static_assert(RotateAnswer::kType ==
+              channel::CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE_RSP);
+static_assert(std::is_same_v<
+              topics::AnswerTo<protocol::TracerWorkModeControlMessage>,
+              topics::Topic<
+                  channel::CHANNEL_TOPIC_TYPE_TRACER_WORKMODE_CONTROL_RSP>>);
+using Registration = topics::Id<access::PAYLOAD_SERVICE_PAYLOAD_REGISTER>;
+static_assert(
+    std::is_same_v<Registration::Content, access::payloadReqMessage> &&
+    std::is_same_v<Registration::Answer, access::payloadRspMessage> &&
+    std::is_same_v<decltype(Registration::kAnswerId), const std::nullptr_t>);
+static_assert(topics::EnumOfIds<access::payloadServiceID>::kComponent ==
+              protocol::COMPONENT_ID_ACCESS);
+static_assert(topics::Id<stream::SERVICE_ID_STREAM_REQUEST>::kAnswerId ==
+              stream::REPORT_ID_STREAM_DATA);
+static_assert(
+    topics::kMayCarry<sdksub::FLY_CONDITION_TOPIC_RC, sdksub::RC> &&
+    !topics::kMayCarry<sdksub::FLY_CONDITION_TOPIC_RC, Duration> &&
+    topics::kMayCarry<sdksub::FLY_CONDITION_TOPIC_HEIGHT_FUSION, Duration>);
+static_assert(
+    std::is_same_v<topics::MessageFacts<sdksub::SingleBatteryInfo>::CarriedBy,
+                   IdList<sdksub::FLY_CONDITION_TOPIC_BATTERY_SINGLE_INDEX1,
+                          sdksub::FLY_CONDITION_TOPIC_BATTERY_SINGLE_INDEX2>>);
+static_assert(
+    std::is_same_v<topics::MessageFacts<stream::responseData>::AnswerOf,
+                   IdList<stream::SERVICE_ID_STREAM_REQUEST,
+                          stream::REPORT_ID_STREAM_REQUEST>>);
+static_assert(topics::NameOf(access::PAYLOAD_TOPIC_HEARTBEAT) ==
+                  "PAYLOAD_TOPIC_HEARTBEAT" &&
+              topics::NameOf(access::payloadTopicID{1}).empty());
+static_assert(zorvik::kVersion == ZORVIKPBPROTO_VERSION_MAJOR * 1000000 +
+                                      zorvik::kVersionMinor * 1000 +
+                                      zorvik::kVersionPatch);
+
+constexpr int32_t kNumbers[] = {0,
+                                1,
+                                127,
+                                128,
+                                -1,
+                                999,
+                                std::numeric_limits<int32_t>::max(),
+                                std::numeric_limits<int32_t>::min()};
+
+// Contents of all shapes: empty, at the limits, and at random.
+template <typename Content>
+std::vector<Content> SomeContents() {
+  std::vector<Content> contents(13);
+  FillMessage(&contents[1], Fill::kSmall);
+  FillMessage(&contents[2], Fill::kLargest);
+  FillMessage(&contents[3], Fill::kLowest);
+  std::mt19937_64 random(4711);
+  for (size_t i = 4; i < contents.size(); ++i) {
+    FillRandomly(&contents[i], &random);
+  }
+  return contents;
+}
+
+TEST(Pairings, AreThoseOfTheCatalogueForEveryTopicType) {
+  std::map<int, std::string> carried;
+  ForEachSettledTopic([&](auto topic) {
+    using Topic = decltype(topic);
+    using Content = typename Topic::Content;
+    carried[Topic::kType] = Content::descriptor()->full_name();
+    EXPECT_EQ(topics::MessageFacts<Content>::kTypeUrl,
+              "type.googleapis.com/" + carried[Topic::kType]);
+    EXPECT_TRUE((std::is_same_v<topics::internal::TopicFor<Content>, Topic>));
+  });
+  std::map<int, std::string> expected;
+  const catalogue::Catalogue known = catalogue::Read(CATALOGUE);
+  for (const catalogue::Id& id : known.ids()) {
+    if (id.enum_() != channel::channelTopicType_descriptor()->full_name()) {
+      continue;
+    }
+    if (id.settled()) expected[id.number()] = id.carries();
+    EXPECT_EQ("zorvik.channel." + std::string(topics::NameOf(
+                                      channel::channelTopicType{id.number()})),
+              id.name());
+  }
+  EXPECT_EQ(carried, expected);
+  EXPECT_EQ(topics::NameOf(channel::channelTopicType{10418}), "");
+}
+
+template <typename Topic>
+void ExpectWritten(const typename Topic::Content& content, int32_t source,
+                   int32_t destination) {
+  const std::string expected =
+      WriteByRuntime<Topic>(content, source, destination);
+  std::string appended = "before";
+  EXPECT_TRUE(
+      topics::Append<Topic>(content, From{source}, To{destination}, &appended));
+  EXPECT_EQ(appended, "before" + expected);
+
+  // One byte behind it stays as it is.
+  std::string buffer(expected.size() + 1, 'x');
+  const topics::Written written = topics::Write<Topic>(
+      content, From{source}, To{destination}, &buffer[0], expected.size());
+  EXPECT_TRUE(written);
+  EXPECT_EQ(written.size, expected.size());
+  EXPECT_EQ(buffer, expected + "x");
+
+  const std::string untouched(expected.size(), 'y');
+  buffer = untouched;
+  const topics::Written refused = topics::Write<Topic>(
+      content, From{source}, To{destination}, &buffer[0], expected.size() - 1);
+  EXPECT_FALSE(refused);
+  EXPECT_EQ(refused.size, expected.size());
+  EXPECT_EQ(buffer, untouched);
+}
+
+TEST(Writing, GivesTheBytesOfTheRuntime) {
+  const auto check = [](auto topic) {
+    using Topic = decltype(topic);
+    for (const auto& content : SomeContents<typename Topic::Content>()) {
+      for (const int32_t number : kNumbers) {
+        ExpectWritten<Topic>(content, number, 9);
+        ExpectWritten<Topic>(content, 1, number);
+      }
+    }
+  };
+  ForEachSettledTopic(check);
+  check(Parachute());
+  check(RotateAnswer());
+}
+
+TEST(Writing, TakesTheTopicFromTheMessage) {
+  gimbal::UavResetReqMessage reset;
+  reset.set_seq(3);
+  std::string bytes;
+  topics::Append(reset, From{1}, To{9}, &bytes);
+  EXPECT_EQ(
+      bytes,
+      (WriteByRuntime<topics::Topic<channel::CHANNEL_TOPIC_TYPE_GIMBAL_RESET>>(
+          reset, 1, 9)));
+}
+
+// Receives by both ways into an object that has been used before, and expects
+// no difference.
+template <typename Topic>
+Result ExpectReadAlike(const std::string& bytes) {
+  typename Topic::Content kept;
+  FillMessage(&kept, Fill::kLargest);
+  topics::Envelope view;
+  channel::channelTopicMessage envelope;
+  const bool is_envelope = envelope.ParseFromString(bytes);
+  EXPECT_EQ(view.Open(bytes), is_envelope);
+  if (!is_envelope) return Result::kNoEnvelope;
+  EXPECT_EQ(view.topic_type(), envelope.topic_type());
+  EXPECT_EQ(view.source(), envelope.src_node_id());
+  EXPECT_EQ(view.destination(), envelope.dst_node_id());
+  EXPECT_EQ(view.value(), envelope.data().value());
+
+  typename Topic::Content expected;
+  const Result result = ReadByRuntime<Topic>(envelope, &expected);
+  EXPECT_EQ(view.Read<Topic>(&kept), result) << topics::TextOf(result);
+  if (result == Result::kReceived) {
+    EXPECT_EQ(kept.SerializeAsString(), expected.SerializeAsString());
+  }
+  return result;
+}
+
+TEST(Reading, GivesWhatWasWritten) {
+  ForEachSettledTopic([](auto topic) {
+    using Topic = decltype(topic);
+    for (const auto& content : SomeContents<typename Topic::Content>()) {
+      for (const int32_t number : kNumbers) {
+        const std::string bytes = WriteByRuntime<Topic>(content, number, 9);
+        EXPECT_EQ(ExpectReadAlike<Topic>(bytes), Result::kReceived);
+      }
+    }
+  });
+}
+
+std::string Delimited(char tag, const std::string& content) {
+  return std::string(1, tag) + static_cast<char>(content.size()) + content;
+}
+
+// Forms that the runtime reads and never writes, and some that it refuses. The
+// content is a throwActionMessage for channel 3.
+TEST(Reading, FollowsTheRuntimeInEveryForm) {
+  using Topic = topics::Topic<channel::CHANNEL_TOPIC_TYPE_THROWER_ACTION>;
+  const std::string name = "zorvik.protocol.throwActionMessage";
+  const std::string url = Delimited('\x0a', "type.googleapis.com/" + name);
+  const std::string value = Delimited('\x12', "\x08\x03");
+  const std::string type = "\x08\xf6\x4e", source = "\x10\x01",
+                    destination = "\x18\x0a";
+  const std::string data = Delimited('\x22', url + value);
+  struct Case {
+    std::string bytes;
+    Result result;
+  };
+  const std::vector<Case> cases = {
+      {type + source + destination + data, Result::kReceived},
+      // Another order, twice, and unknown.
+      {data + destination + source + type, Result::kReceived},
+      {type + type + data, Result::kReceived},
+      {type + data + type, Result::kReceived},
+      {type + "\x08\xf5\x4e" + data, Result::kUnknownTopic},
+      {type + "\x28\x01" + data, Result::kReceived},
+      {type + data + "\x28\x01", Result::kReceived},
+      {type + "\x25" + "abcd" + data, Result::kReceived},
+      // Split: what comes later replaces what came before.
+      {type + Delimited('\x22', url) + Delimited('\x22', value),
+       Result::kReceived},
+      {type + Delimited('\x22', value + url), Result::kReceived},
+      {type + Delimited('\x22', url + value + "\x18\x01"), Result::kReceived},
+      {type + data + Delimited('\x22', Delimited('\x0a', "/x")),
+       Result::kOtherContent},
+      {type + data + Delimited('\x22', Delimited('\x12', "\x08")),
+       Result::kMalformedContent},
+      // Numbers that are longer than need be, or have more than 32 bits.
+      {std::string("\x08\xf6\xce\x80\x00", 5) + data, Result::kReceived},
+      {"\x08\xf6\xce\x80\x80\x10" + data, Result::kReceived},
+      {"\x08\xf6\xce\x80\x80\x80\x80\x80\x80\x80\x7f" + data,
+       Result::kReceived},
+      {"\x08\xf6\xce\x80\x80\x80\x80\x80\x80\x80\x80\x01" + data,
+       Result::kNoEnvelope},
+      {type + std::string("\x22\x80\x80\x00", 4), Result::kNoContent},
+      {type + std::string("\x22\x80\x80\x80\x80\x80\x00", 7),
+       Result::kNoEnvelope},
+      // Other URLs.
+      {type + Delimited('\x22', Delimited('\x0a', "/" + name) + value),
+       Result::kReceived},
+      {type + Delimited('\x22', Delimited('\x0a', "x/y/" + name) + value),
+       Result::kReceived},
+      {type + Delimited('\x22', Delimited('\x0a', name) + value),
+       Result::kOtherContent},
+      {type + Delimited('\x22', Delimited('\x0a', "/x" + name) + value),
+       Result::kOtherContent},
+      {type + Delimited('\x22', Delimited('\x0a', "\xff/" + name) + value),
+       Result::kNoEnvelope},
+      {type + Delimited('\x22', Delimited('\x0a', "\xc3\xa4/" + name) + value),
+       Result::kReceived},
+      {type + Delimited('\x22', value), Result::kOtherContent},
+      // Missing things.
+      {type + Delimited('\x22', url), Result::kReceived},
+      {type + Delimited('\x22', ""), Result::kNoContent},
+      {type, Result::kNoContent},
+      {"", Result::kUnknownTopic},
+      {"\xff", Result::kNoEnvelope},
+      {type + std::string("\x22\x7f\x0a"), Result::kNoEnvelope},
+      {type + Delimited('\x22', "\x0a\x7f"), Result::kNoEnvelope},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(&c - cases.data());
+    EXPECT_EQ(ExpectReadAlike<Topic>(c.bytes), c.result);
+  }
+  // Cut anywhere, and with any one byte replaced.
+  const CapturedLog refused_urls;
+  const std::string whole = cases.front().bytes;
+  for (size_t i = 0; i < whole.size(); ++i) {
+    ExpectReadAlike<Topic>(whole.substr(0, i));
+    for (int byte = 0; byte < 256; ++byte) {
+      std::string changed = whole;
+      changed[i] = static_cast<char>(byte);
+      ExpectReadAlike<Topic>(changed);
+    }
+  }
+}
+
+// What was called, and with what.
+struct Recorder {
+  std::string called;
+  void operator()(const gimbal::UavResetReqMessage& reset,
+                  const topics::Envelope& envelope) {
+    called += "reset " + std::to_string(reset.seq()) + " from " +
+              std::to_string(envelope.source()) + "; ";
+  }
+  void operator()(const gimbal::UavGimbalRspMessage& answer,
+                  const topics::Envelope& envelope) {
+    called += std::string(topics::NameOf(envelope.topic_type())) + " " +
+              std::to_string(answer.rlt()) + "; ";
+  }
+  void operator()(const Duration& duration, const topics::Envelope&) {
+    called += "parachute " + std::to_string(duration.seconds()) + "; ";
+  }
+};
+
+// Two topics may carry the same message.
+using ModeAnswer =
+    topics::AnswerTo<gimbal::UavSetModeReqMessage, gimbal::UavGimbalRspMessage>;
+using TestReceiver = topics::Receiver<gimbal::UavResetReqMessage, RotateAnswer,
+                                      ModeAnswer, Parachute>;
+
+TEST(Receiving, CallsTheOverloadOfTheContent) {
+  TestReceiver receiver(9);
+  Recorder recorder;
+  const auto receive = [&](const std::string& bytes) {
+    EXPECT_EQ(receiver.Receive(bytes, recorder), Result::kReceived);
+  };
+  gimbal::UavResetReqMessage reset;
+  gimbal::UavGimbalRspMessage answer;
+  Duration duration;
+  std::string bytes;
+  reset.set_seq(5);
+  answer.set_rlt(2);
+  duration.set_seconds(30);
+  topics::Append(reset, From{1}, To{9}, &bytes);
+  receive(bytes);
+  for (auto append :
+       {&topics::Append<RotateAnswer, gimbal::UavGimbalRspMessage>,
+        &topics::Append<ModeAnswer, gimbal::UavGimbalRspMessage>}) {
+    bytes.clear();
+    append(answer, From{1}, To{9}, &bytes);
+    receive(bytes);
+  }
+  bytes.clear();
+  topics::Append<Parachute>(duration, From{1}, To{9}, &bytes);
+  receive(bytes);
+  EXPECT_EQ(recorder.called,
+            "reset 5 from 1; CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE_RSP 2; "
+            "CHANNEL_TOPIC_TYPE_GIMBAL_SET_MODE_RSP 2; parachute 30; ");
+}
+
+TEST(Receiving, TellsWhyNothingIsReceived) {
+  channel::channelTopicMessage good;
+  good.set_topic_type(channel::CHANNEL_TOPIC_TYPE_GIMBAL_RESET);
+  good.set_dst_node_id(9);
+  good.mutable_data()->PackFrom(gimbal::UavResetReqMessage());
+  const auto changed = [&](auto change) {
+    channel::channelTopicMessage envelope = good;
+    change(&envelope);
+    return envelope.SerializeAsString();
+  };
+  struct Case {
+    Result result;
+    std::string bytes;
+  };
+  const std::vector<Case> cases = {
+      {Result::kReceived, good.SerializeAsString()},
+      {Result::kTooLong, std::string(64 * 1024 + 1, '\0')},
+      {Result::kNoEnvelope, "\xff"},
+      {Result::kOtherNode,
+       changed([](auto* envelope) { envelope->set_dst_node_id(10); })},
+      {Result::kUnknownTopic,
+       changed([](auto* envelope) { envelope->set_topic_type(10418); })},
+      {Result::kNoContent,
+       changed([](auto* envelope) { envelope->clear_data(); })},
+      {Result::kOtherContent, changed([](auto* envelope) {
+         envelope->mutable_data()->PackFrom(gimbal::UavSetModeReqMessage());
+       })},
+      {Result::kMalformedContent, changed([](auto* envelope) {
+         envelope->mutable_data()->set_value("\xff");
+       })},
+  };
+  TestReceiver receiver(9);
+  std::set<std::string_view> texts = {""};
+  for (const Case& c : cases) {
+    Recorder recorder;
+    EXPECT_EQ(receiver.Receive(c.bytes, recorder), c.result);
+    EXPECT_EQ(recorder.called.empty(), c.result != Result::kReceived);
+    EXPECT_TRUE(texts.insert(topics::TextOf(c.result)).second)
+        << topics::TextOf(c.result);
+  }
+}
+
+TEST(Receiving, TakesWhatIsForEveryNodeOnlyWhenTold) {
+  std::string bytes;
+  topics::Append(gimbal::UavResetReqMessage(), From{1}, To{999}, &bytes);
+  TestReceiver receiver(9);
+  Recorder recorder;
+  EXPECT_EQ(receiver.Receive(bytes, recorder), Result::kOtherNode);
+  receiver.set_every_node(999);
+  EXPECT_EQ(receiver.Receive(bytes, recorder), Result::kReceived);
+}
+
+TEST(Memory, IsTakenOnlyForTheRecordsOfAContent) {
+  char buffer[4096];
+  ForEachSettledTopic([&](auto topic) {
+    using Topic = decltype(topic);
+    using Content = typename Topic::Content;
+    SCOPED_TRACE(Content::descriptor()->full_name());
+    Content content;
+    FillMessage(&content, Fill::kSmall);
+    const std::string bytes = WriteByRuntime<Topic>(content, 1, 9);
+    const std::string encoded = content.SerializeAsString();
+    topics::Receiver<Content> receiver(9);
+    Content kept;
+    std::string appended;
+    const auto handler = [](const Content&, const topics::Envelope&) {};
+    const auto work = [&] {
+      appended.clear();
+      return topics::Write(content, From{1}, To{9}, buffer, sizeof(buffer)) &&
+             topics::Append(content, From{1}, To{9}, &appended) &&
+             receiver.Receive(bytes, handler) == Result::kReceived;
+    };
+    ASSERT_TRUE(work() && kept.ParseFromString(encoded));  // The first time.
+
+    const HeapMeter meter;
+    ASSERT_TRUE(kept.ParseFromString(encoded));
+    const size_t of_the_content = meter.allocations();
+    ASSERT_TRUE(work());
+    EXPECT_EQ(meter.allocations() - of_the_content, of_the_content);
+    bool has_records = false;
+    for (int i = 0; i < Content::descriptor()->field_count(); ++i) {
+      has_records |= Content::descriptor()->field(i)->message_type() != nullptr;
+    }
+    EXPECT_TRUE(has_records || of_the_content == 0);
+  });
+}
+
+}  // namespace

@@ -1,0 +1,31 @@
+# cmake -DCOMPILER=... -DFLAGS=... -DSOURCE=... -P wrong_programs_test.cmake
+#
+# Each wrong program of the source is refused with the words below its number,
+# and the right one is not.
+file(READ ${SOURCE} source)
+function(compile number)
+  execute_process(
+    COMMAND ${COMPILER} ${FLAGS} -std=c++17 -fsyntax-only -DWRONG=${number} ${SOURCE}
+    RESULT_VARIABLE result OUTPUT_VARIABLE said ERROR_VARIABLE said)
+  set(result "${result}" PARENT_SCOPE)
+  set(said "${said}" PARENT_SCOPE)
+endfunction()
+
+compile(0)
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "the right program is refused:\n${said}")
+endif()
+string(REGEX MATCHALL "#elif WRONG" wrong_programs "${source}")
+list(LENGTH wrong_programs count)
+foreach(number RANGE 1 ${count})
+  if(NOT source MATCHES "WRONG == ${number}\n((  // [^\n]+\n)+)")
+    message(FATAL_ERROR "program ${number} is missing, or has no words")
+  endif()
+  string(REGEX REPLACE "\n? +// " " " words "${CMAKE_MATCH_1}")
+  string(STRIP "${words}" words)
+  compile(${number})
+  string(FIND "${said}" "${words}" at)
+  if(result EQUAL 0 OR at EQUAL -1)
+    message(FATAL_ERROR "program ${number} is not refused with '${words}' but:\n${said}")
+  endif()
+endforeach()
