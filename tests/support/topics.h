@@ -14,13 +14,10 @@
 #include "tracerMessage.pb.h"
 #include "zorvik/topics.h"
 
-// The topic types lie within these numbers.
-constexpr int kFirstTopicType = 10000;
-constexpr int kTopicTypes = 1000;
-
 // Calls use(Topic<...>()) for each topic type whose content is settled.
-template <typename Use, int... offsets>
-void ForEachSettledTopic(Use use, std::integer_sequence<int, offsets...>) {
+template <int first, typename Use, int... offsets>
+void ForEachSettledTopicFrom(const Use& use,
+                             std::integer_sequence<int, offsets...>) {
   namespace topics = zorvik::topics;
   const auto use_settled = [&](auto number) {
     constexpr topics::channelTopicType kType{decltype(number)::value};
@@ -28,12 +25,18 @@ void ForEachSettledTopic(Use use, std::integer_sequence<int, offsets...>) {
       use(topics::Topic<kType>());
     }
   };
-  (use_settled(std::integral_constant<int, kFirstTopicType + offsets>()), ...);
+  (use_settled(std::integral_constant<int, first + offsets>()), ...);
 }
 
-template <typename Use>
-void ForEachSettledTopic(Use use) {
-  ForEachSettledTopic(use, std::make_integer_sequence<int, kTopicTypes>());
+// Topic types have numbers from 10000 on. Compilers limit the length of lists.
+template <int first = 10000, typename Use>
+void ForEachSettledTopic(const Use& use) {
+  constexpr int kAtOnce = 200;
+  ForEachSettledTopicFrom<first>(use,
+                                 std::make_integer_sequence<int, kAtOnce>());
+  if constexpr (first + kAtOnce < 11000) {
+    ForEachSettledTopic<first + kAtOnce>(use);
+  }
 }
 
 template <typename Topic>

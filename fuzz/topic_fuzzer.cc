@@ -1,0 +1,88 @@
+// The typed topics of zorvik/topics.h against the protobuf runtime: the same
+// envelopes are read, with the same results and contents, and what was read is
+// written with the same bytes.
+#include <google/protobuf/duration.pb.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <set>
+
+#include "check.h"
+#include "support/topics.h"
+
+namespace {
+
+namespace channel = zorvik::channel;
+namespace topics = zorvik::topics;
+using topics::Result;
+
+// An open topic bound to a message from outside of the vocabulary.
+using Parachute = topics::Topic<channel::CHANNEL_TOPIC_TYPE_PARACHUTE_ACTION,
+                                google::protobuf::Duration>;
+
+std::set<int>& ReceivedTopics() {
+  static auto* const received = new std::set<int>;
+  return *received;
+}
+
+// make_seeds writes an envelope for each settled topic.
+void SayHowManyWereReceived() {
+  size_t settled = 0;
+  ForEachSettledTopic([&](auto) { ++settled; });
+  std::fprintf(stderr, "topic_fuzzer: %s topics were received\n",
+               ReceivedTopics().size() < settled ? "not all" : "all settled");
+}
+
+template <typename Topic>
+void CheckTopic(const topics::Envelope& view,
+                const channel::channelTopicMessage& envelope) {
+  using Content = typename Topic::Content;
+  // Kept from one input to the next: nothing of the one before may be left.
+  static Content& kept = *new Content;
+  static std::string& written = *new std::string;
+  Content expected;
+  const Result result = ReadByRuntime<Topic>(envelope, &expected);
+  Require(view.Read<Topic>(&kept) == result, "result", envelope);
+  if (result != Result::kReceived) return;
+  Require(kept.SerializeAsString() == expected.SerializeAsString(), "content",
+          envelope);
+  if constexpr (!std::is_same_v<Topic, Parachute>) {
+    ReceivedTopics().insert(Topic::kType);
+  }
+
+  written.clear();
+  topics::Append<Topic>(kept, topics::From{view.source()},
+                        topics::To{view.destination()}, &written);
+  Require(
+      written == WriteByRuntime<Topic>(kept, view.source(), view.destination()),
+      "written bytes", envelope);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  // Invalid UTF-8 would be logged at every turn.
+  google::protobuf::SetLogHandler(nullptr);
+  std::atexit(SayHowManyWereReceived);
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  static topics::Envelope& view = *new topics::Envelope;
+  channel::channelTopicMessage envelope;
+  const bool parsed = envelope.ParseFromArray(data, static_cast<int>(size));
+  Require(view.Open({data, size}) == parsed, "envelope", envelope);
+  if (!parsed) return 0;
+  Require(view.topic_type() == envelope.topic_type() &&
+              view.source() == envelope.src_node_id() &&
+              view.destination() == envelope.dst_node_id() &&
+              view.value() == envelope.data().value(),
+          "fields", envelope);
+  std::string name;
+  google::protobuf::Any::ParseAnyTypeUrl(envelope.data().type_url(), &name);
+  Require(view.type_name() == name, "name", envelope);
+  ForEachSettledTopic(
+      [&](auto topic) { CheckTopic<decltype(topic)>(view, envelope); });
+  CheckTopic<Parachute>(view, envelope);
+  return 0;
+}
