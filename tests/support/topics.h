@@ -58,7 +58,9 @@ zorvik::topics::Result ReadByRuntime(
   using zorvik::topics::Result;
   const google::protobuf::Any& data = envelope.data();
   if (envelope.topic_type() != Topic::kType) return Result::kUnknownTopic;
-  if (data.ByteSizeLong() == 0) return Result::kNoContent;
+  if (data.type_url().empty() && data.value().empty()) {
+    return Result::kNoContent;
+  }
   if (!data.Is<typename Topic::Content>()) return Result::kOtherContent;
   return data.UnpackTo(content) ? Result::kReceived : Result::kMalformedContent;
 }
