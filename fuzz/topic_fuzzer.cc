@@ -34,18 +34,26 @@ void SayHowManyWereReceived() {
 }
 
 template <typename Topic>
-void CheckTopic(const topics::Envelope& view,
+void CheckTopic(topics::Bytes bytes, const topics::Envelope& view,
                 const channel::channelTopicMessage& envelope) {
   using Content = typename Topic::Content;
   // Kept from one input to the next: nothing of the one before may be left.
   static Content& kept = *new Content;
+  static auto& receiver = *new topics::Receiver<Topic>(0);
   static std::string& written = *new std::string;
   Content expected;
   const Result result = ReadByRuntime<Topic>(envelope, &expected);
   Require(view.Read<Topic>(&kept) == result, "result", envelope);
-  if (result != Result::kReceived) return;
-  Require(kept.SerializeAsString() == expected.SerializeAsString(), "content",
+  const std::string content = expected.SerializeAsString();
+  receiver.set_every_node(envelope.dst_node_id());
+  const auto check = [&](const Content& received, const topics::Envelope&) {
+    Require(received.SerializeAsString() == content, "received content",
+            envelope);
+  };
+  Require(receiver.Receive(bytes, check) == result, "received result",
           envelope);
+  if (result != Result::kReceived) return;
+  Require(kept.SerializeAsString() == content, "content", envelope);
   if constexpr (!std::is_same_v<Topic, Parachute>) {
     ReceivedTopics().insert(Topic::kType);
   }
@@ -56,6 +64,13 @@ void CheckTopic(const topics::Envelope& view,
   Require(
       written == WriteByRuntime<Topic>(kept, view.source(), view.destination()),
       "written bytes", envelope);
+  std::string buffer(written.size(), '\0');
+  Require(topics::Write<Topic>(kept, topics::From{view.source()},
+                               topics::To{view.destination()}, &buffer[0],
+                               buffer.size())
+                  .fits &&
+              buffer == written,
+          "bytes in a buffer", envelope);
 }
 
 }  // namespace
@@ -81,8 +96,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::string name;
   google::protobuf::Any::ParseAnyTypeUrl(envelope.data().type_url(), &name);
   Require(view.type_name() == name, "name", envelope);
-  ForEachSettledTopic(
-      [&](auto topic) { CheckTopic<decltype(topic)>(view, envelope); });
-  CheckTopic<Parachute>(view, envelope);
+  ForEachSettledTopic([&](auto topic) {
+    CheckTopic<decltype(topic)>({data, size}, view, envelope);
+  });
+  CheckTopic<Parachute>({data, size}, view, envelope);
   return 0;
 }

@@ -17,6 +17,7 @@
 #define ZORVIK_TOPICS_H_
 
 #include <google/protobuf/any.pb.h>
+#include <google/protobuf/arena.h>
 #include <google/protobuf/io/coded_stream.h>
 
 #include <climits>
@@ -91,11 +92,8 @@ struct Named<BoundTopic<type, Message>> {
   using Topic = BoundTopic<type, Message>;
 };
 template <typename T>
-using TopicFor = typename Named<T>::Topic;
-
-template <typename T>
 struct Answered {
-  static constexpr auto kId = Id<TopicFor<T>::kType>::kAnswerId;
+  static constexpr auto kId = Id<Named<T>::Topic::kType>::kAnswerId;
   static_assert(!std::is_same_v<decltype(kId), const std::nullptr_t>,
                 "no topic type is named for the answer to this one");
 };
@@ -106,6 +104,11 @@ struct Answered {
 // message, and allows no other one.
 template <channelTopicType type, typename Message = typename Id<type>::Content>
 using Topic = typename internal::BoundTopic<type, Message>::Checked;
+
+// The topic of a message for which one is settled; a topic is its own. It has
+// the members kType and Content.
+template <typename T>
+using TopicOf = typename internal::Named<T>::Topic;
 
 // The topic on which the answer comes, to a message or to a topic.
 template <typename T,
@@ -154,10 +157,13 @@ constexpr uint8_t kDataTag =
 constexpr uint8_t kTypeUrlTag = LengthTag(Any::kTypeUrlFieldNumber);
 constexpr uint8_t kValueTag = LengthTag(Any::kValueFieldNumber);
 
+template <typename Message>
+constexpr bool kIsOfVocabulary = !MessageFacts<Message>::kTypeUrl.empty();
+
 // The URL by which an Any names a message.
 template <typename Message>
 std::string_view TypeUrl() {
-  if constexpr (!MessageFacts<Message>::kTypeUrl.empty()) {
+  if constexpr (kIsOfVocabulary<Message>) {
     return MessageFacts<Message>::kTypeUrl;
   } else {
     static const auto* const url =
@@ -187,54 +193,70 @@ inline uint8_t* PutLength(uint8_t tag, size_t length, uint8_t* at) {
   return Coded::WriteVarint32ToArray(static_cast<uint32_t>(length), at);
 }
 
+// The topic under which a message goes: T, or else the one that is settled.
+template <typename T, typename Message>
+struct Choose {
+  using Topic = TopicOf<std::conditional_t<std::is_void_v<T>, Message, T>>;
+  static_assert(std::is_same_v<typename Topic::Content, Message>,
+                "this topic carries another message");
+};
+
 // An envelope that is about to be written. The content must not change
 // meanwhile.
 template <typename Topic>
 class Letter {
  public:
-  Letter(const typename Topic::Content& content, From from, To to)
+  using Content = typename Topic::Content;
+
+  Letter(const Content& content, From from, To to)
       : content_(content),
         from_(from.node),
         to_(to.node),
         value_(content.ByteSizeLong()),
-        data_(TextSize(url_.size()) + TextSize(value_)),
-        size_(NumberSize(Topic::kType) + NumberSize(from_) + NumberSize(to_) +
-              TextSize(data_)) {}
+        data_(TextSize(TypeUrl<Content>().size()) + TextSize(value_)) {}
 
-  Written FitsInto(size_t room) const {
-    return {value_ <= INT_MAX && size_ <= INT_MAX && size_ <= room, size_};
+  size_t Size() const {
+    return NumberSize(Topic::kType) + NumberSize(from_) + NumberSize(to_) +
+           TextSize(data_);
   }
 
-  void WriteTo(uint8_t* at) const {
+  // Most writers have room to spare, which shows without the exact size.
+  bool FitsInto(size_t room) const {
+    constexpr size_t kMostBeforeData = 4 * (1 + 10);
+    return data_ < INT_MAX - kMostBeforeData &&
+           (data_ + kMostBeforeData <= room || Size() <= room);
+  }
+
+  // Returns where it ends.
+  uint8_t* WriteTo(uint8_t* at) const {
     at = PutNumber(kTopicTypeTag, Topic::kType, at);
     at = PutNumber(kSourceTag, from_, at);
     at = PutNumber(kDestinationTag, to_, at);
     at = PutLength(kDataTag, data_, at);
-    at = PutLength(kTypeUrlTag, url_.size(), at);
-    std::memcpy(at, url_.data(), url_.size());
-    at += url_.size();
-    if (value_ == 0) return;
+    const std::string_view url = TypeUrl<Content>();
+    at = PutLength(kTypeUrlTag, url.size(), at);
+    std::memcpy(at, url.data(), url.size());
+    at += url.size();
+    if (value_ == 0) return at;
     at = PutLength(kValueTag, value_, at);
-    content_.SerializeWithCachedSizesToArray(at);
+    if constexpr (kIsOfVocabulary<Content>) {
+      // The runtime's own call looks first how maps are to be ordered, and the
+      // vocabulary has none.
+      google::protobuf::io::EpsCopyOutputStream end(
+          at, static_cast<int>(value_), /*deterministic=*/false);
+      return content_._InternalSerialize(at, &end);
+    } else {
+      return content_.SerializeWithCachedSizesToArray(at);
+    }
   }
 
  private:
-  const typename Topic::Content& content_;
-  const std::string_view url_ = TypeUrl<typename Topic::Content>();
+  const Content& content_;
   const int32_t from_;
   const int32_t to_;
-  // Lengths of the content, of the field data, and of the envelope.
+  // Lengths of the content and of the field data.
   const size_t value_;
   const size_t data_;
-  const size_t size_;
-};
-
-template <typename T, typename Message>
-struct LetterFor {
-  using Topic = TopicFor<std::conditional_t<std::is_void_v<T>, Message, T>>;
-  static_assert(std::is_same_v<typename Topic::Content, Message>,
-                "this topic carries another message");
-  using Type = Letter<Topic>;
 };
 
 }  // namespace internal
@@ -244,25 +266,24 @@ struct LetterFor {
 template <typename T = void, typename Message>
 [[nodiscard]] Written Write(const Message& content, From from, To to,
                             void* buffer, size_t size) {
-  const typename internal::LetterFor<T, Message>::Type letter(content, from,
-                                                              to);
-  const Written written = letter.FitsInto(size);
-  if (written) letter.WriteTo(static_cast<uint8_t*>(buffer));
-  return written;
+  using Topic = typename internal::Choose<T, Message>::Topic;
+  const internal::Letter<Topic> letter(content, from, to);
+  if (!letter.FitsInto(size)) return {false, letter.Size()};
+  uint8_t* const begin = static_cast<uint8_t*>(buffer);
+  return {true, static_cast<size_t>(letter.WriteTo(begin) - begin)};
 }
 
 // The same at the end of a string. It allocates only while the string grows.
 template <typename T = void, typename Message>
 Written Append(const Message& content, From from, To to, std::string* bytes) {
-  const typename internal::LetterFor<T, Message>::Type letter(content, from,
-                                                              to);
+  using Topic = typename internal::Choose<T, Message>::Topic;
+  const internal::Letter<Topic> letter(content, from, to);
+  const size_t size = letter.Size();
+  if (!letter.FitsInto(size)) return {false, size};
   const size_t old_size = bytes->size();
-  const Written written = letter.FitsInto(bytes->max_size() - old_size);
-  if (written) {
-    bytes->resize(old_size + written.size);
-    letter.WriteTo(reinterpret_cast<uint8_t*>(&(*bytes)[old_size]));
-  }
-  return written;
+  bytes->resize(old_size + size);
+  letter.WriteTo(reinterpret_cast<uint8_t*>(&(*bytes)[old_size]));
+  return {true, size};
 }
 
 // ------------------------------------------------------------------- Reading
@@ -344,8 +365,7 @@ class PlainReader {
         return false;
       }
     }
-    // The runtime refuses a URL that is not UTF-8. Who it is for matters before
-    // what it holds, so this does not wait until the URL is compared.
+    // The runtime refuses a URL that is not UTF-8.
     return Left() == 0 && IsAscii(fields->type_url);
   }
 
@@ -461,7 +481,7 @@ class Envelope {
   // destination to its caller.
   template <typename T = void, typename Message>
   [[nodiscard]] Result Read(Message* content) const {
-    using Topic = typename internal::LetterFor<T, Message>::Topic;
+    using Topic = typename internal::Choose<T, Message>::Topic;
     if (topic_type() != Topic::kType) return Result::kUnknownTopic;
     if (fields_.type_url.empty() && fields_.value.empty()) {
       return Result::kNoContent;
@@ -470,16 +490,62 @@ class Envelope {
     if (fields_.type_url != url && type_name() != internal::NameIn(url)) {
       return Result::kOtherContent;
     }
-    return content->ParseFromArray(fields_.value.data(),
-                                   static_cast<int>(fields_.value.size()))
-               ? Result::kReceived
-               : Result::kMalformedContent;
+    const int size = static_cast<int>(fields_.value.size());
+    // The vocabulary has no required fields, for which parsing would look.
+    const bool parsed =
+        internal::kIsOfVocabulary<Message>
+            ? content->ParsePartialFromArray(fields_.value.data(), size)
+            : content->ParseFromArray(fields_.value.data(), size);
+    return parsed ? Result::kReceived : Result::kMalformedContent;
   }
 
  private:
   internal::Fields fields_;
   channel::channelTopicMessage parsed_;
 };
+
+namespace internal {
+
+// A content that is kept from one envelope to the next.
+template <typename Message, bool kHasRecords>
+class Kept {
+ public:
+  Message* ForNext(size_t) { return &content_; }
+
+ private:
+  Message content_;
+};
+
+// Parsing frees the records within a message and makes new ones. On an arena it
+// leaves them behind; emptying that before it is full spares the heap.
+template <typename Message>
+class Kept<Message, true> {
+ public:
+  // The size is that of the encoded content.
+  Message* ForNext(size_t size) {
+    if (used_ >= sizeof(block_)) {
+      arena_.Reset();
+      content_ = Create();
+      used_ = 0;
+    }
+    used_ += kRecords + size;
+    return content_;
+  }
+
+ private:
+  using Arena = google::protobuf::Arena;
+  Message* Create() { return Arena::CreateMessage<Message>(&arena_); }
+
+  // More than the records of a settled content take. What hostile bytes add to
+  // them is in proportion to those.
+  static constexpr size_t kRecords = 256;
+  alignas(8) char block_[4096];
+  Arena arena_{block_, sizeof(block_)};
+  Message* content_ = Create();
+  size_t used_ = 0;
+};
+
+}  // namespace internal
 
 // Reads the envelopes that a node gets, each into an object that is kept for
 // its topic. The topics are given as messages where they are settled, and else
@@ -520,19 +586,21 @@ class Receiver {
 
  private:
   template <typename T>
-  using ContentOf = typename internal::TopicFor<T>::Content;
+  using ContentOf = typename TopicOf<T>::Content;
 
+  // A type for each topic: several may carry the same message.
   template <typename T>
-  struct Kept {
-    ContentOf<T> content;
+  struct Kept
+      : internal::Kept<ContentOf<T>, MessageFacts<ContentOf<T>>::kHasRecords> {
   };
 
   // Whether it is an envelope of this topic.
   template <typename T, typename Handler>
   bool Try(Handler& handler, Result* result) {
-    using Topic = internal::TopicFor<T>;
+    using Topic = TopicOf<T>;
     if (envelope_.topic_type() != Topic::kType) return false;
-    ContentOf<T>* content = &std::get<Kept<T>>(kept_).content;
+    ContentOf<T>* const content =
+        std::get<Kept<T>>(kept_).ForNext(envelope_.value().size());
     *result = envelope_.Read<Topic>(content);
     if (*result == Result::kReceived) {
       handler(static_cast<const ContentOf<T>&>(*content),

@@ -53,6 +53,9 @@ template <typename Message>
 struct MessageFacts {
   // By which an Any names the message; empty where only the program knows it.
   static constexpr std::string_view kTypeUrl = {};
+  // Whether it has a field, not repeated, that is a message, itself or in one of
+  // its messages.
+  static constexpr bool kHasRecords = false;
   // Ids under which it travels, and those whose request it answers.
   using CarriedBy = IdList<>;
   using AnswerOf = IdList<>;
@@ -92,6 +95,9 @@ class Writer {
  public:
   explicit Writer(const Catalogue& catalogue) : catalogue_(catalogue) {
     for (const Id& id : catalogue.ids()) ids_[id.name()] = &id;
+    for (const Message& message : catalogue.messages()) {
+      messages_[message.name()] = &message;
+    }
   }
 
   std::string Run() {
@@ -166,17 +172,36 @@ class Writer {
          << IdValue(id.answer().id()) << "> {};\n";
   }
 
+  bool HasRecords(const Message& message) const {
+    for (const Field& field : message.fields()) {
+      // Names of messages and enums have dots, and only enums are noted as
+      // such.
+      if (field.type().find('.') == std::string::npos ||
+          !field.enum_().empty()) {
+        continue;
+      }
+      const auto type = messages_.find(field.type());
+      if (!field.repeated() ||
+          (type != messages_.end() && HasRecords(*type->second))) {
+        return true;
+      }
+    }
+    return false;
+  }
+
   void Write(const Message& message) {
     out_ << "template <>\nstruct MessageFacts<" << Type(message.name())
          << "> {\n  static constexpr std::string_view kTypeUrl =\n"
             "      \"type.googleapis.com/"
-         << message.name()
-         << "\";\n  using CarriedBy = " << List(message.carried_by())
+         << message.name() << "\";\n  static constexpr bool kHasRecords = "
+         << (HasRecords(message) ? "true" : "false")
+         << ";\n  using CarriedBy = " << List(message.carried_by())
          << ";\n  using AnswerOf = " << List(message.answer_of()) << ";\n};\n";
   }
 
   const Catalogue& catalogue_;
   std::map<std::string, const Id*> ids_;
+  std::map<std::string, const Message*> messages_;
   std::ostringstream out_;
 };
 
