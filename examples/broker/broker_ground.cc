@@ -5,10 +5,8 @@
 #include <stdexcept>
 
 #include "accessMessage.pb.h"
-#include "channel.h"
-#include "gimbalMessage.pb.h"
+#include "gimbal.h"
 #include "mqtt_client.h"
-#include "nodes.h"
 #include "program.h"
 #include "throwerMessage.pb.h"
 #include "topics.h"
@@ -17,7 +15,9 @@
 namespace {
 
 namespace access = zorvik::access;
-namespace channel = zorvik::channel;
+namespace gimbal = zorvik::gimbal;
+namespace protocol = zorvik::protocol;
+namespace topics = zorvik::topics;
 
 constexpr int kPayloads = 3;
 constexpr std::chrono::seconds kPatience(10);
@@ -55,36 +55,34 @@ class Ground {
   }
 
   void Command(uint32_t seq) {
-    zorvik::gimbal::UavGimbalRotateReqMessage rotate;
+    gimbal::UavGimbalRotateReqMessage rotate;
     rotate.set_seq(seq);
     rotate.mutable_rotationvalue()->set_yaw(10);
-    Send(kGimbalNode, channel::CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE, rotate);
+    Send(kGimbalNode, rotate);
 
-    zorvik::protocol::throwActionMessage action;
+    protocol::throwActionMessage action;
     action.set_channel_index_active(seq);
-    Send(kThrowerNode, channel::CHANNEL_TOPIC_TYPE_THROWER_ACTION, action);
+    Send(kThrowerNode, action);
 
-    zorvik::protocol::TracerWorkModeControlMessage control;
+    protocol::TracerWorkModeControlMessage control;
     control.set_seq(seq);
     control.set_workmode(seq);
-    Send(kTracerNode, channel::CHANNEL_TOPIC_TYPE_TRACER_WORKMODE_CONTROL,
-         control);
+    Send(kTracerNode, control);
 
-    ExpectOneEach({channel::CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE_RSP,
-                   channel::CHANNEL_TOPIC_TYPE_GIMBAL_ATTITUDE_INFO,
-                   channel::CHANNEL_TOPIC_TYPE_THROWER_STATUS,
-                   channel::CHANNEL_TOPIC_TYPE_TRACER_WORKMODE_CONTROL_RSP,
-                   channel::CHANNEL_TOPIC_TYPE_TRACER_MEASURE_INFO});
+    ExpectOneEach<RotateAnswer, gimbal::UavGimbalAttitudeInformationReport,
+                  protocol::throwerStatusMessage,
+                  protocol::TracerWorkModeControlRspMessage,
+                  protocol::tracerMeasureInfoMessage>();
   }
 
   // Two equal commands, byte for byte: a thrower's command has no seq. They are
   // two releases and not one that came twice.
   void ReleaseTwice(uint32_t thrower_channel) {
-    zorvik::protocol::throwActionMessage action;
+    protocol::throwActionMessage action;
     action.set_channel_index_active(thrower_channel);
     for (int i = 0; i < 2; ++i) {
-      Send(kThrowerNode, channel::CHANNEL_TOPIC_TYPE_THROWER_ACTION, action);
-      ExpectOneEach({channel::CHANNEL_TOPIC_TYPE_THROWER_STATUS});
+      Send(kThrowerNode, action);
+      ExpectOneEach<protocol::throwerStatusMessage>();
     }
   }
 
@@ -107,30 +105,32 @@ class Ground {
     return *std::move(publication);
   }
 
-  void Send(int node, channel::channelTopicType topic,
-            const google::protobuf::Message& payload) {
+  template <typename Message>
+  void Send(int node, const Message& command) {
     ChannelSender(
         kGroundNode, node,
         [&](auto, const std::string& bytes) {
           client_->Publish(TopicOf(aircraft_, node, "in"), bytes);
         },
         transcript_)
-        .Send(topic, payload);
+        .Send(command);
     ++sent_;
   }
 
   // The order between the answers of different payloads is open.
-  void ExpectOneEach(std::set<int> topics) {
-    while (!topics.empty()) {
+  template <typename... Topics>
+  void ExpectOneEach() {
+    std::set<int> missing = {topics::TopicOf<Topics>::kType...};
+    topics::Receiver<Topics...> receiver(kGroundNode);
+    while (!missing.empty()) {
       const Publication publication = Next();
       if (!EndsIn(publication.topic, "/out") || publication.repeated) continue;
-      channel::channelTopicMessage envelope;
-      if (!envelope.ParseFromString(publication.bytes)) {
-        throw std::runtime_error("no envelope on " + publication.topic);
-      }
-      if (topics.erase(envelope.topic_type()) == 0) {
+      const topics::Result result = receiver.Receive(
+          publication.bytes, [](const auto&, const topics::Envelope&) {});
+      if (result != topics::Result::kReceived ||
+          missing.erase(receiver.envelope().topic_type()) == 0) {
         throw std::runtime_error("did not expect " +
-                                 TopicName(envelope.topic_type()));
+                                 Refusal(result, receiver.envelope()));
       }
       ++received_;
     }
@@ -148,14 +148,20 @@ void ShowLastStates(uint16_t port, const std::string& aircraft) {
   const Transcript transcript("latecomer");
   MqttClient client("latecomer", port);
   client.Subscribe(TopicOf(aircraft, "+", "state"));
+  topics::Receiver<gimbal::UavGimbalAttitudeInformationReport,
+                   protocol::throwerStatusMessage,
+                   protocol::tracerMeasureInfoMessage>
+      receiver(kGroundNode);
+  const auto show = [&](const auto& report, const topics::Envelope& envelope) {
+    transcript.Say("finds " + TopicName(envelope.topic_type()) + "\n    " +
+                   Json(report));
+  };
   for (int i = 0; i < kPayloads; ++i) {
     const auto state = client.Receive(kPatience);
-    channel::channelTopicMessage envelope;
-    if (!state || !envelope.ParseFromString(state->bytes)) {
+    if (!state ||
+        receiver.Receive(state->bytes, show) != topics::Result::kReceived) {
       throw std::runtime_error("a last state is missing");
     }
-    transcript.Say("finds " + TopicName(envelope.topic_type()) + "\n    " +
-                   Json(envelope));
   }
 }
 

@@ -8,38 +8,39 @@
 #include <thread>
 #include <vector>
 
-#include "channelMessage.pb.h"
 #include "gimbalMessage.pb.h"
 #include "mqtt_client.h"
 #include "nodes.h"
 #include "program.h"
 #include "topics.h"
+#include "zorvik/topics.h"
 
 namespace {
 
-namespace channel = zorvik::channel;
 namespace gimbal = zorvik::gimbal;
+namespace topics = zorvik::topics;
 using Clock = std::chrono::steady_clock;
 
 std::string Numbered(uint32_t seq) {
   gimbal::UavGimbalRotateReqMessage request;
   request.set_seq(seq);
   request.mutable_rotationvalue()->set_yaw(1);
-  channel::channelTopicMessage envelope;
-  envelope.set_topic_type(channel::CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE);
-  envelope.set_src_node_id(kGroundNode);
-  envelope.set_dst_node_id(kGimbalNode);
-  envelope.mutable_data()->PackFrom(request);
-  return envelope.SerializeAsString();
+  std::string bytes;
+  topics::Append(request, topics::From{kGroundNode}, topics::To{kGimbalNode},
+                 &bytes);
+  return bytes;
 }
 
-uint32_t NumberOf(const std::string& bytes) {
-  channel::channelTopicMessage envelope;
-  gimbal::UavGimbalRotateReqMessage request;
-  if (!envelope.ParseFromString(bytes) || !envelope.data().UnpackTo(&request)) {
+using Receiver = topics::Receiver<gimbal::UavGimbalRotateReqMessage>;
+
+uint32_t NumberOf(const std::string& bytes, Receiver* receiver) {
+  uint32_t seq = 0;
+  const topics::Result result = receiver->Receive(
+      bytes, [&](const auto& request, const auto&) { seq = request.seq(); });
+  if (result != topics::Result::kReceived) {
     throw std::runtime_error("what arrives is not what was sent");
   }
-  return request.seq();
+  return seq;
 }
 
 // What arrived so far.
@@ -52,10 +53,11 @@ struct Account {
 void Receive(MqttClient* client, Account* account) {
   const auto count = static_cast<uint32_t>(account->seen.size());
   const uint32_t step = std::max(count / 20, 1U);
+  Receiver receiver(kGimbalNode);
   while (account->received < count) {
     const auto publication = client->Receive(std::chrono::seconds(20));
     if (!publication) return;  // What is missing now is lost.
-    const uint32_t seq = NumberOf(publication->bytes);
+    const uint32_t seq = NumberOf(publication->bytes, &receiver);
     if (seq >= count) throw std::runtime_error("a number that was not sent");
     if (account->seen[seq] != publication->repeated) {
       throw std::runtime_error("the transport is wrong about a repetition");

@@ -8,8 +8,8 @@
 #include "throwerMessage.pb.h"
 #include "tracerMessage.pb.h"
 
-namespace channel = zorvik::channel;
 namespace protocol = zorvik::protocol;
+namespace topics = zorvik::topics;
 
 namespace {
 
@@ -24,27 +24,6 @@ class GimbalDevice : public Device {
  private:
   Gimbal gimbal_;
 };
-
-// Unpacks the one command that a device knows. False, with a line that says
-// why, for anything else.
-bool UnpackCommand(const std::string& bytes, int node,
-                   channel::channelTopicType topic,
-                   google::protobuf::Message* command,
-                   const Transcript& transcript) {
-  channel::channelTopicMessage envelope;
-  std::string reason = "bytes that are no envelope";
-  if (envelope.ParseFromString(bytes)) {
-    if (envelope.dst_node_id() != node) {
-      reason = "an envelope for node " + std::to_string(envelope.dst_node_id());
-    } else if (envelope.topic_type() != topic) {
-      reason = TopicName(envelope.topic_type()) + ", not for this node";
-    } else if (UnpackTopic(envelope, command, &reason)) {
-      return true;
-    }
-  }
-  transcript.Say("ignores " + reason);
-  return false;
-}
 
 // This example's own choice: eight channels, counted from 0, each with two
 // loads at first; in the words of the status one bit for each channel, lowest
@@ -61,30 +40,34 @@ class Thrower : public Device {
   }
 
   void Handle(const std::string& envelope, ChannelSender* sender) override {
-    protocol::throwActionMessage action;
-    if (!UnpackCommand(envelope, kThrowerNode,
-                       channel::CHANNEL_TOPIC_TYPE_THROWER_ACTION, &action,
-                       transcript_)) {
-      return;
+    const topics::Result result = receiver_.Receive(
+        envelope, [&](const protocol::throwActionMessage& action, const auto&) {
+          Release(action.channel_index_active());
+          sender->Send(status_);
+        });
+    if (result != topics::Result::kReceived) {
+      transcript_.Say("ignores " + Refusal(result, receiver_.envelope()));
     }
-    const uint32_t index = action.channel_index_active();
-    if (index < kChannels && loads_[index] > 0) {
-      --loads_[index];
-      transcript_.Say("releases a load of channel " + std::to_string(index) +
-                      ", which has " + std::to_string(loads_[index]) + " left");
-      if (loads_[index] == 0) {
-        status_.set_current_channel_state(status_.current_channel_state() &
-                                          ~(1U << index));
-      }
-    } else {
-      transcript_.Say("has no load in channel " + std::to_string(index));
-    }
-    sender->Send(channel::CHANNEL_TOPIC_TYPE_THROWER_STATUS, status_);
   }
 
  private:
+  void Release(uint32_t index) {
+    if (index >= kChannels || loads_[index] == 0) {
+      transcript_.Say("has no load in channel " + std::to_string(index));
+      return;
+    }
+    --loads_[index];
+    transcript_.Say("releases a load of channel " + std::to_string(index) +
+                    ", which has " + std::to_string(loads_[index]) + " left");
+    if (loads_[index] == 0) {
+      status_.set_current_channel_state(status_.current_channel_state() &
+                                        ~(1U << index));
+    }
+  }
+
   static constexpr uint32_t kChannels = 8;
   const Transcript transcript_;
+  topics::Receiver<protocol::throwActionMessage> receiver_{kThrowerNode};
   protocol::throwerStatusMessage status_;
   std::array<int, kChannels> loads_;
 };
@@ -96,16 +79,20 @@ class Tracer : public Device {
   explicit Tracer(const Transcript& transcript) : transcript_(transcript) {}
 
   void Handle(const std::string& envelope, ChannelSender* sender) override {
-    protocol::TracerWorkModeControlMessage command;
-    if (!UnpackCommand(envelope, kTracerNode,
-                       channel::CHANNEL_TOPIC_TYPE_TRACER_WORKMODE_CONTROL,
-                       &command, transcript_)) {
-      return;
+    const topics::Result result = receiver_.Receive(
+        envelope, [&](const protocol::TracerWorkModeControlMessage& command,
+                      const auto&) { ChangeMode(command, sender); });
+    if (result != topics::Result::kReceived) {
+      transcript_.Say("ignores " + Refusal(result, receiver_.envelope()));
     }
+  }
+
+ private:
+  void ChangeMode(const protocol::TracerWorkModeControlMessage& command,
+                  ChannelSender* sender) {
     protocol::TracerWorkModeControlRspMessage answer;
     answer.set_seq(command.seq());
-    sender->Send(channel::CHANNEL_TOPIC_TYPE_TRACER_WORKMODE_CONTROL_RSP,
-                 answer);
+    sender->Send(answer);
 
     protocol::tracerMeasureInfoMessage frame;
     frame.set_framenum(++frames_);
@@ -114,11 +101,12 @@ class Tracer : public Device {
     target->set_tnum(1);
     target->set_tname("example target");
     frame.set_tarnum(static_cast<uint32_t>(frame.tarinfo_size()));
-    sender->Send(channel::CHANNEL_TOPIC_TYPE_TRACER_MEASURE_INFO, frame);
+    sender->Send(frame);
   }
 
- private:
   const Transcript transcript_;
+  topics::Receiver<protocol::TracerWorkModeControlMessage> receiver_{
+      kTracerNode};
   uint32_t frames_ = 0;
 };
 
@@ -127,17 +115,18 @@ class Tracer : public Device {
 Payload MakePayload(const std::string& name, const Transcript& transcript) {
   if (name == "gimbal") {
     return {name, kGimbalNode, zorvik::access::PAYLOAD_GIMBAL,
-            channel::CHANNEL_TOPIC_TYPE_GIMBAL_ATTITUDE_INFO,
+            topics::TopicOf<
+                zorvik::gimbal::UavGimbalAttitudeInformationReport>::kType,
             std::make_unique<GimbalDevice>(transcript)};
   }
   if (name == "thrower") {
     return {name, kThrowerNode, zorvik::access::PAYLOAD_THROWER,
-            channel::CHANNEL_TOPIC_TYPE_THROWER_STATUS,
+            topics::TopicOf<protocol::throwerStatusMessage>::kType,
             std::make_unique<Thrower>(transcript)};
   }
   if (name == "tracer") {
     return {name, kTracerNode, zorvik::access::PAYLOAD_TRACER,
-            channel::CHANNEL_TOPIC_TYPE_TRACER_MEASURE_INFO,
+            topics::TopicOf<protocol::tracerMeasureInfoMessage>::kType,
             std::make_unique<Tracer>(transcript)};
   }
   throw std::runtime_error("no payload is called " + name);

@@ -2,13 +2,11 @@
 #ifndef EXAMPLES_EXCHANGE_CHANNEL_H_
 #define EXAMPLES_EXCHANGE_CHANNEL_H_
 
-#include <google/protobuf/message.h>
-
 #include <functional>
 #include <string>
 
-#include "channelMessage.pb.h"
 #include "transcript.h"
+#include "zorvik/topics.h"
 
 // Sends topics from one node to another.
 class ChannelSender {
@@ -19,31 +17,36 @@ class ChannelSender {
 
   ChannelSender(int node_id, int peer_id, Transport transport,
                 const Transcript& transcript)
-      : transport_(std::move(transport)), transcript_(transcript) {
-    // Builds the schema's descriptors now and not with the first topic.
-    zorvik::channel::channelTopicMessage::descriptor();
-    envelope_.set_src_node_id(node_id);
-    envelope_.set_dst_node_id(peer_id);
+      : from_{node_id},
+        to_{peer_id},
+        transport_(std::move(transport)),
+        transcript_(transcript) {}
+
+  // Sends a message under its topic type; one for which none is settled needs
+  // its topic, Send<Topic>(message).
+  template <typename T = void, typename Message>
+  void Send(const Message& content) {
+    bytes_.clear();
+    zorvik::topics::Append<T>(content, from_, to_, &bytes_);
+    SendEnvelope(bytes_);
   }
 
-  void Send(zorvik::channel::channelTopicType topic,
-            const google::protobuf::Message& payload);
+  // Sends an envelope as it is.
+  void SendEnvelope(const std::string& bytes);
 
  private:
+  const zorvik::topics::From from_;
+  const zorvik::topics::To to_;
   const Transport transport_;
   const Transcript transcript_;
-  // Kept, so that a topic needs no memory that the last one did not.
-  zorvik::channel::channelTopicMessage envelope_;
-  std::string bytes_;
+  std::string bytes_;  // Kept, so that a topic takes no memory.
 };
 
 // A topic type for people: its name, if it has one, and its number.
 std::string TopicName(int topic_type);
 
-// Unpacks the content of a topic type. False, with a reason, when the envelope
-// holds another message or none. UnpackTo alone would not tell
-// which: compare the type name first.
-bool UnpackTopic(const zorvik::channel::channelTopicMessage& envelope,
-                 google::protobuf::Message* payload, std::string* reason);
+// What a receiver ignores, and why.
+std::string Refusal(zorvik::topics::Result result,
+                    const zorvik::topics::Envelope& envelope);
 
 #endif  // EXAMPLES_EXCHANGE_CHANNEL_H_

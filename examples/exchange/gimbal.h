@@ -2,11 +2,20 @@
 #ifndef EXAMPLES_EXCHANGE_GIMBAL_H_
 #define EXAMPLES_EXCHANGE_GIMBAL_H_
 
-#include <cstdint>
 #include <string>
 
 #include "channel.h"
 #include "gimbalMessage.pb.h"
+#include "nodes.h"
+
+// This example's own choice: UavGimbalRspMessage is the content of the topic
+// types of answers. The vocabulary leaves it open.
+using RotateAnswer =
+    zorvik::topics::AnswerTo<zorvik::gimbal::UavGimbalRotateReqMessage,
+                             zorvik::gimbal::UavGimbalRspMessage>;
+using SetModeAnswer =
+    zorvik::topics::AnswerTo<zorvik::gimbal::UavSetModeReqMessage,
+                             zorvik::gimbal::UavGimbalRspMessage>;
 
 class Gimbal {
  public:
@@ -17,12 +26,15 @@ class Gimbal {
   void Handle(const std::string& datagram, ChannelSender* sender);
 
  private:
-  void Rotate(ChannelSender* sender);
-  void SetMode(ChannelSender* sender);
-  void Refuse(const std::string& reason) const;
+  void Rotate(const zorvik::gimbal::UavGimbalRotateReqMessage& request,
+              ChannelSender* sender);
+  void SetMode(const zorvik::gimbal::UavSetModeReqMessage& request,
+               ChannelSender* sender);
 
   const Transcript transcript_;
-  zorvik::channel::channelTopicMessage envelope_;  // The one being handled.
+  zorvik::topics::Receiver<zorvik::gimbal::UavGimbalRotateReqMessage,
+                           zorvik::gimbal::UavSetModeReqMessage>
+      receiver_{kGimbalNode};
   zorvik::gimbal::UavGimbalAttitudeInformationReport attitude_;
   zorvik::gimbal::UavGimbalSystemStateReport state_;
 };

@@ -3,12 +3,10 @@
 #include <stdexcept>
 #include <string>
 
-#include "channel.h"
-#include "gimbalMessage.pb.h"
-#include "nodes.h"
+#include "gimbal.h"
 
-namespace channel = zorvik::channel;
 namespace gimbal = zorvik::gimbal;
+namespace topics = zorvik::topics;
 
 namespace {
 
@@ -31,12 +29,11 @@ class Commander {
     request.set_rotationmode(mode);
     request.mutable_rotationvalue()->set_pitch(pitch);
     request.mutable_rotationvalue()->set_yaw(yaw);
-    sender_.Send(channel::CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE, request);
-    if (ResultOf(channel::CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE_RSP) != 0) {
+    sender_.Send(request);
+    if (ResultIn<RotateAnswer>() != 0) {
       throw std::runtime_error("the gimbal refused to turn");
     }
-    gimbal::UavGimbalAttitudeInformationReport report;
-    Receive(channel::CHANNEL_TOPIC_TYPE_GIMBAL_ATTITUDE_INFO, &report);
+    const auto report = Receive<gimbal::UavGimbalAttitudeInformationReport>();
     transcript_.Say("sees the gimbal at pitch " +
                     std::to_string(report.attitude().pitch()) + ", yaw " +
                     std::to_string(report.attitude().yaw()));
@@ -46,8 +43,7 @@ class Commander {
     if (AskForMode(mode) != 0) {
       throw std::runtime_error("the gimbal refused a mode it should know");
     }
-    gimbal::UavGimbalSystemStateReport report;
-    Receive(channel::CHANNEL_TOPIC_TYPE_GIMBAL_SYSTEM_INFO, &report);
+    const auto report = Receive<gimbal::UavGimbalSystemStateReport>();
     transcript_.Say("sees the gimbal in mode " +
                     gimbal::eUAVGimbalMode_Name(report.gimbalmode()));
   }
@@ -77,16 +73,23 @@ class Commander {
           socket_.Send(bytes, gimbal_);
         },
         transcript_)
-        .Send(channel::CHANNEL_TOPIC_TYPE_GIMBAL_RESET, reset);
+        .Send(reset);
     ExpectSilence();
   }
 
-  // A topic type that carries another message than the one in the envelope.
+  // A topic type that carries another message than the one in the envelope. The
+  // typed topics do not write that, so it is packed by hand.
   void SendMismatch() {
     gimbal::UavResetReqMessage reset;
     reset.set_seq(++seq_);
     reset.set_mode(gimbal::UAV_GIMBAL_RESET_MODE_PITCH_AND_YAW);
-    sender_.Send(channel::CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE, reset);
+    zorvik::channel::channelTopicMessage envelope;
+    envelope.set_topic_type(
+        topics::TopicOf<gimbal::UavGimbalRotateReqMessage>::kType);
+    envelope.set_src_node_id(kGroundNode);
+    envelope.set_dst_node_id(kGimbalNode);
+    envelope.mutable_data()->PackFrom(reset);
+    sender_.SendEnvelope(envelope.SerializeAsString());
     ExpectSilence();
   }
 
@@ -95,40 +98,40 @@ class Commander {
     gimbal::UavSetModeReqMessage request;
     request.set_seq(++seq_);
     request.set_mode(mode);
-    sender_.Send(channel::CHANNEL_TOPIC_TYPE_GIMBAL_SET_MODE, request);
-    return ResultOf(channel::CHANNEL_TOPIC_TYPE_GIMBAL_SET_MODE_RSP);
+    sender_.Send(request);
+    return ResultIn<SetModeAnswer>();
   }
 
-  uint32_t ResultOf(channel::channelTopicType topic) {
-    gimbal::UavGimbalRspMessage answer;
-    Receive(topic, &answer);
+  template <typename Answer>
+  uint32_t ResultIn() {
+    const auto answer = Receive<Answer>();
     if (answer.seq() != seq_) {
       throw std::runtime_error("the answer belongs to another request");
     }
     return answer.rlt();
   }
 
-  void Receive(channel::channelTopicType topic,
-               google::protobuf::Message* payload) {
+  // The content of the next envelope, which has to be of this topic.
+  template <typename T>
+  typename topics::TopicOf<T>::Content Receive() {
+    const std::string topic = TopicName(topics::TopicOf<T>::kType);
     const std::optional<Datagram> datagram =
         socket_.Receive(std::chrono::seconds(2));
     if (!datagram) {
-      throw std::runtime_error("waited for " + TopicName(topic) +
+      throw std::runtime_error("waited for " + topic +
                                " and nothing came: the gimbal is not there, "
                                "or a datagram was lost");
     }
-    channel::channelTopicMessage envelope;
-    if (!envelope.ParseFromString(datagram->bytes)) {
-      throw std::runtime_error("the gimbal sent no envelope");
+    typename topics::TopicOf<T>::Content content;
+    topics::Receiver<T> receiver(kGroundNode);
+    const topics::Result result = receiver.Receive(
+        datagram->bytes,
+        [&](const auto& received, const auto&) { content = received; });
+    if (result != topics::Result::kReceived) {
+      throw std::runtime_error("waited for " + topic + ", got " +
+                               Refusal(result, receiver.envelope()));
     }
-    std::string reason;
-    if (envelope.topic_type() != topic) {
-      throw std::runtime_error("waited for " + TopicName(topic) + ", got " +
-                               TopicName(envelope.topic_type()));
-    }
-    if (!UnpackTopic(envelope, payload, &reason)) {
-      throw std::runtime_error(reason);
-    }
+    return content;
   }
 
   void ExpectSilence() {
