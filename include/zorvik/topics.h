@@ -365,8 +365,7 @@ class PlainReader {
         return false;
       }
     }
-    // The runtime refuses a URL that is not UTF-8.
-    return Left() == 0 && IsAscii(fields->type_url);
+    return Left() == 0;
   }
 
  private:
@@ -413,20 +412,20 @@ class PlainReader {
     return true;
   }
 
-  static bool IsAscii(std::string_view text) {
-    uint64_t seen = 0;
-    for (; text.size() >= sizeof(seen); text.remove_prefix(sizeof(seen))) {
-      uint64_t word;
-      std::memcpy(&word, text.data(), sizeof(word));
-      seen |= word;
-    }
-    for (const char byte : text) seen |= static_cast<uint8_t>(byte) & 0x80u;
-    return (seen & 0x8080808080808080u) == 0;
-  }
-
   const uint8_t* at_;
   const uint8_t* end_;
 };
+
+inline bool IsAscii(std::string_view text) {
+  uint64_t seen = 0;
+  for (; text.size() >= sizeof(seen); text.remove_prefix(sizeof(seen))) {
+    uint64_t word;
+    std::memcpy(&word, text.data(), sizeof(word));
+    seen |= word;
+  }
+  for (const char byte : text) seen |= static_cast<uint8_t>(byte) & 0x80u;
+  return (seen & 0x8080808080808080u) == 0;
+}
 
 // The full name of a message in a type URL, empty where there is none.
 inline std::string_view NameIn(std::string_view type_url) {
@@ -449,19 +448,7 @@ class Envelope {
 
   // False when the bytes are no envelope; the view is then empty. The content
   // is not looked into.
-  [[nodiscard]] bool Open(Bytes bytes) {
-    fields_ = {};
-    if (bytes.size > INT_MAX) return false;
-    if (internal::PlainReader(bytes).Read(&fields_)) return true;
-    fields_ = {};
-    if (!parsed_.ParseFromArray(bytes.data, static_cast<int>(bytes.size))) {
-      return false;
-    }
-    fields_ = {parsed_.topic_type(), parsed_.src_node_id(),
-               parsed_.dst_node_id(), parsed_.data().type_url(),
-               parsed_.data().value()};
-    return true;
-  }
+  [[nodiscard]] bool Open(Bytes bytes) { return OpenFor<>(bytes); }
 
   // Any number may arrive: NameOf() tells whether it is declared.
   channelTopicType topic_type() const {
@@ -487,7 +474,8 @@ class Envelope {
       return Result::kNoContent;
     }
     const std::string_view url = internal::TypeUrl<Message>();
-    if (fields_.type_url != url && type_name() != internal::NameIn(url)) {
+    if (fields_.type_url.data() != url.data() && fields_.type_url != url &&
+        type_name() != internal::NameIn(url)) {
       return Result::kOtherContent;
     }
     const int size = static_cast<int>(fields_.value.size());
@@ -500,6 +488,37 @@ class Envelope {
   }
 
  private:
+  template <typename... Ts>
+  friend class Receiver;
+
+  // The same. The URLs of these topics are recognised, and not compared again.
+  template <typename... Topics>
+  bool OpenFor(Bytes bytes) {
+    fields_ = {};
+    if (bytes.size > INT_MAX) return false;
+    // The runtime refuses a URL that is not UTF-8.
+    if (internal::PlainReader(bytes).Read(&fields_) &&
+        ((Recognise<Topics>() || ...) || internal::IsAscii(fields_.type_url))) {
+      return true;
+    }
+    fields_ = {};
+    if (!parsed_.ParseFromArray(bytes.data, static_cast<int>(bytes.size))) {
+      return false;
+    }
+    fields_ = {parsed_.topic_type(), parsed_.src_node_id(),
+               parsed_.dst_node_id(), parsed_.data().type_url(),
+               parsed_.data().value()};
+    return true;
+  }
+
+  template <typename Topic>
+  bool Recognise() {
+    const std::string_view url = internal::TypeUrl<typename Topic::Content>();
+    if (topic_type() != Topic::kType || fields_.type_url != url) return false;
+    fields_.type_url = url;
+    return true;
+  }
+
   internal::Fields fields_;
   channel::channelTopicMessage parsed_;
 };
@@ -539,7 +558,7 @@ class Kept<Message, true> {
   // More than the records of a settled content take. What hostile bytes add to
   // them is in proportion to those.
   static constexpr size_t kRecords = 256;
-  alignas(8) char block_[4096];
+  alignas(8) char block_[8192];
   Arena arena_{block_, sizeof(block_)};
   Message* content_ = Create();
   size_t used_ = 0;
@@ -571,7 +590,7 @@ class Receiver {
          ...),
         "the handler has no overload for the content of one of the topics");
     if (bytes.size > longest_) return Result::kTooLong;
-    if (!envelope_.Open(bytes)) return Result::kNoEnvelope;
+    if (!envelope_.OpenFor<TopicOf<Ts>...>(bytes)) return Result::kNoEnvelope;
     const int32_t destination = envelope_.destination();
     if (destination != node_ && destination != every_node_) {
       return Result::kOtherNode;
