@@ -97,25 +97,10 @@ void Register(const std::string& name) {
 // Objects and buffers are kept, nothing else is done well.
 class KeepingCodec {
  public:
-  std::string_view Encode(const sample::Envelope& sample) {
-    records::Fill(sample, &envelope_);
-    records::Fill(sample.rotate, &rotate_);
-    envelope_.mutable_data()->PackFrom(rotate_);
-    const size_t size = envelope_.ByteSizeLong();
-    envelope_.SerializeWithCachedSizesToArray(buffer_);
-    return {reinterpret_cast<const char*>(buffer_), size};
-  }
   std::string_view Encode(const sample::Imu& sample) {
     records::Fill(sample, &imu_);
     bytes_ = imu_.SerializeAsString();
     return bytes_;
-  }
-  bool Decode(const std::string& bytes, sample::Envelope* sample) {
-    if (!envelope_.ParseFromString(bytes)) return false;
-    records::Read(envelope_, sample);
-    if (!envelope_.data().UnpackTo(&rotate_)) return false;
-    records::Read(rotate_, &sample->rotate);
-    return true;
   }
   bool Decode(const std::string& bytes, sample::Rotate* sample) {
     const bool good = rotate_.ParseFromString(bytes);
@@ -125,10 +110,8 @@ class KeepingCodec {
 
  private:
   sample::Rotate::M rotate_;
-  sample::Envelope::M envelope_;
   sample::Imu::M imu_;
   std::string bytes_;
-  uint8_t buffer_[1200];
 };
 
 // Reads on an arena whose first block is the program's own and which is reset
@@ -184,34 +167,12 @@ class JsonCodec {
   std::string json_;
 };
 
-// Whether the envelope holds a rotate request.
-struct TypeByName {
-  std::string_view operator()() {
-    std::string name;
-    pb::Any::ParseAnyTypeUrl(url, &name);
-    return name == sample::Rotate::M::default_instance().GetTypeName() ? "yes"
-                                                                       : "no";
-  }
-
-  const std::string url = RotateTypeUrl();
-};
-struct TypeByUrl {
-  std::string_view operator()() { return url == known ? "yes" : "no"; }
-
-  const std::string url = RotateTypeUrl(), known = RotateTypeUrl();
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
   using namespace sample;
   using Keeping = KeepingCodec;
   using Recommended = RecommendedCodec;
-  Register<Encoding<Keeping, Envelope>, Encoding<Recommended, Envelope>>(
-      "envelope-in-place");
-  Register<Decoding<Keeping, Envelope>, Decoding<Recommended, Envelope>>(
-      "envelope-merge");
-  Register<TypeByName, TypeByUrl>("type-url");
   Register<Decoding<Keeping, Rotate>, Decoding<Recommended, Rotate>>("merge");
   Register<Decoding<NaiveCodec, Tracer>, Decoding<Recommended, Tracer>>("keep");
   Register<Encoding<Keeping, Imu>, Encoding<Recommended, Imu>>("buffer");

@@ -106,15 +106,18 @@ void RegisterAll(Registration registration) {
 }
 
 // Registers encode/<message>/<codec> and decode/<message>/<codec>.
+template <typename Codec, typename Sample>
+void RegisterOne(const std::string& message) {
+  const std::string name = "/" + message + "/" + Codec::kName;
+  benchmark::RegisterBenchmark(("encode" + name).c_str(),
+                               EncodeBenchmark<Codec, Sample>);
+  benchmark::RegisterBenchmark(("decode" + name).c_str(),
+                               DecodeBenchmark<Codec, Sample>);
+}
 template <typename Codec>
 void Register() {
   RegisterAll([](auto sample, const std::string& message) {
-    using Sample = decltype(sample);
-    const std::string name = "/" + message + "/" + Codec::kName;
-    benchmark::RegisterBenchmark(("encode" + name).c_str(),
-                                 EncodeBenchmark<Codec, Sample>);
-    benchmark::RegisterBenchmark(("decode" + name).c_str(),
-                                 DecodeBenchmark<Codec, Sample>);
+    RegisterOne<Codec, decltype(sample)>(message);
   });
 }
 

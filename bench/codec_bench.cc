@@ -25,6 +25,7 @@ void CopyBenchmark(benchmark::State& state) {
 int main(int argc, char** argv) {
   Register<NaiveCodec>();
   Register<RecommendedCodec>();
+  RegisterOne<TopicsCodec, sample::Envelope>("channelTopicMessage");
   RegisterProtozero();
   RegisterNanopb();
   RegisterAll([](auto sample, const std::string& message) {

@@ -127,8 +127,7 @@ class NanopbCodec {
     CopyFields(sample, message);
     if constexpr (std::is_same_v<Sample, sample::Envelope>) {
       message.has_data = true;
-      const std::string_view url = RotateTypeUrl();
-      Copy(url, message.data.type_url);
+      Copy(kRotateTypeUrl, message.data.type_url);
       CopyFields(sample.rotate, rotate_);
       auto& value = message.data.value;
       value.size = Write(rotate_, value.bytes, sizeof value.bytes);
@@ -149,7 +148,7 @@ class NanopbCodec {
     if (!Parse(bytes, &message)) return false;
     CopyFields(*sample, message);
     if constexpr (std::is_same_v<Sample, sample::Envelope>) {
-      if (message.data.type_url != RotateTypeUrl() ||
+      if (message.data.type_url != kRotateTypeUrl ||
           !Parse(View(message.data.value), &rotate_)) {
         return false;
       }

@@ -108,8 +108,7 @@ void Read(pbf_reader from, Record<Message>* to) {
 void Write(const sample::Envelope& from, pbf_writer* to) {
   Write<EnvelopeMessage>(from, to);
   pbf_writer data(*to, EnvelopeMessage::kDataFieldNumber);
-  Add<false>(&data, Any::kTypeUrlFieldNumber,
-             std::string_view(RotateTypeUrl()));
+  Add<false>(&data, Any::kTypeUrlFieldNumber, kRotateTypeUrl);
   pbf_writer value(data, Any::kValueFieldNumber);
   Write(from.rotate, &value);
 }
@@ -130,7 +129,7 @@ void Read(pbf_reader from, sample::Envelope* to) {
       }
     }
   });
-  if (type_url == RotateTypeUrl()) Read(value, &to->rotate);
+  if (type_url == kRotateTypeUrl) Read(value, &to->rotate);
 }
 
 void Write(const sample::Stream& from, pbf_writer* to) {

@@ -32,10 +32,9 @@ LOAD = {"dlopen": "`dlopen`, the runtime already loaded",
         "stripped size": "stripped size",
         "resident": "resident of the file after `dlopen`",
         "private memory after dlopen": "memory of the process's own after `dlopen`"}
-ADVICE = {"envelope-in-place": "content serialised in place",
-          "envelope-merge": "envelope merged in place",
-          "merge": "rotate request merged in place",
-          "type-url": "type URL compared",
+TOPICS = "channelTopicMessage"  # All that the typed topics write.
+OTHERS = ("naive", "recommended", "protozero")
+ADVICE = {"merge": "rotate request merged in place",
           "buffer": "caller's buffer instead of a string",
           "assign": "mutable_data()->assign, 4096 bytes",
           "keep": "object kept, 16 targets",
@@ -96,6 +95,13 @@ def codec_table(results, direction):
         for message, label in MESSAGES.items()])
 
 
+def topics_table(results):
+    """The typed topics to the other ways to the same envelope."""
+    return table(("", "ns", *(f"to {codec}" for codec in OTHERS)), [
+        (d, nanoseconds(time(results, d, TOPICS, "topics")),
+         *(ratio(results["topics"][d][codec]) for codec in OTHERS)) for d in DIRECTIONS])
+
+
 def load_table(results):
     rows = [(label, *(quantity(row[name]["median"], row["unit"]) for name in ("library", "stock")),
              ratio(row["ratio"]))
@@ -112,6 +118,7 @@ def advice_sentence(results, name):
 def rendered(name, results):
     """What belongs between the marks of this name."""
     blocks = {"machine": machine, "ratios": ratio_table, "load": load_table,
+              "topics": topics_table,
               "dlopen": lambda r: factor(r["load"]["dlopen"]["ratio"]["median"]),
               **{f"mean/{d}": lambda r, d=d: factor(r["summary"][d]["median"])
                  for d in DIRECTIONS},
@@ -233,7 +240,7 @@ def check(results, document):
 
     same("the benchmarks", results["codec"], [
         f"{d}/{m}/{c}" for d in ("copy", *DIRECTIONS) for m in MESSAGES for c in CODECS
-        if (d == "copy") == (c == "copy")])
+        if (d == "copy") == (c == "copy")] + [f"{d}/{TOPICS}/topics" for d in DIRECTIONS])
     same("the sizes", results["sizes"], MESSAGES)
     same("the figures of loading", results["load"], LOAD)
     same("the advice", results["advice"], ADVICE)
@@ -245,14 +252,14 @@ def check(results, document):
     for name, row, over, under in rows:
         if row[over]["median"] <= 0:
             sys.exit(f"report: {name} is {row[over]['median']}")
-        if "ratio" not in row and name.rpartition("/")[2] not in FORMS:
+        if "ratio" not in row and name.rpartition("/")[2] not in (*FORMS, "topics"):
             continue
         if not math.isclose(row["ratio"]["median"] * row[under]["median"], row[over]["median"]):
             sys.exit(f"report: the ratio of {name} is not {over} to {under}")
     for name, mean in results["summary"].items():
         ratios = [figure["ratio"]["median"] for key, figure in results["codec"].items()
-                  if "ratio" in figure and (key.split("/")[0] == name or
-                                            ", ".join(key.split("/")[::2]) == name)]
+                  if key.split("/")[2] in FORMS and (
+                      key.split("/")[0] == name or ", ".join(key.split("/")[::2]) == name)]
         if not math.isclose(mean["median"], statistics.geometric_mean(ratios)):
             sys.exit(f"report: the mean of {name} is not that of its ratios")
     # What the build flags are for: they show in the file, at any speed.
@@ -261,7 +268,7 @@ def check(results, document):
 
     text = document.read_text(encoding="utf-8")
     same("the marks in the document", [mark[1] for mark in MARKS.findall(text)],
-         ["machine", "ratios", "load", "dlopen", *DIRECTIONS,
+         ["machine", "ratios", "load", "dlopen", "topics", *DIRECTIONS,
           *(f"mean/{d}" for d in DIRECTIONS), *(f"advice/{a}" for a in ADVICE)])
     filled(text, results)
     folder = document.with_suffix("")

@@ -65,8 +65,8 @@ def progress(what, rounds):
 def measure_codecs(args, libraries):
     program = f"{args.build}/bench/codec_bench"
     time = f"--benchmark_min_time={args.slice}"
-    both = "--benchmark_filter=/(" + "|".join(report.FORMS) + ")$"
-    others = "--benchmark_filter=-/(" + "|".join(report.FORMS) + ")$"
+    forms = "/(" + "|".join((*report.FORMS, "topics")) + ")$"
+    both, others = f"--benchmark_filter={forms}", f"--benchmark_filter=-{forms}"
     times, sizes = {}, {}
     for number in progress("codec", args.rounds):
         for name, library in list(libraries.items())[::1 if number % 2 else -1]:  # In turns.
@@ -86,6 +86,14 @@ def compared(values, over, under):
     if under in values:
         figures["ratio"] = spread([a / b for a, b in zip(values[over], values[under])])
     return figures
+
+
+def topics_ratios(times):
+    """The typed topics to others, round by round; the peers skip rounds."""
+    return {d: {codec: spread([a / b for a, b in zip(
+        times[f"{d}/{report.TOPICS}/topics"]["library"][::3 if codec == "protozero" else 1],
+        times[f"{d}/{report.TOPICS}/{codec}"]["library"])])
+        for codec in report.OTHERS} for d in report.DIRECTIONS}
 
 
 def summary(times, rival):
@@ -197,6 +205,7 @@ def main():
                "summary": summary(times, args.rival),
                "load": measure_load(args, libraries, args.rival)}
     if args.peers:
+        results["topics"] = topics_ratios(times)
         results["advice"] = measure_advice(args, libraries)
     with open(args.results, "w", encoding="utf-8") as file:
         json.dump(results, file, indent=1)

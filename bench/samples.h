@@ -118,10 +118,14 @@ const std::vector<Sample>& Samples() {
     std::vector<Sample> all = {Timed<Sample>(), {}, {}, {}};
     SetExtreme(false, &all[2]);
     SetExtreme(true, &all[3]);
-    for (size_t i : {2, 3}) {
+    for (size_t i : {1, 2, 3}) {
+      // An envelope with a rotate request, for the node of the typed topics.
       if constexpr (std::is_same_v<Sample, Envelope>) {
+        std::get<0>(all[i].values) = std::get<0>(all[0].values);
+        std::get<2>(all[i].values) = std::get<2>(all[0].values);
         all[i].rotate = Samples<Rotate>()[i];
       }
+      if (i == 1) continue;
       // nanopb takes an enum without negative values to be unsigned.
       if constexpr (std::is_same_v<Sample, Rotate>) {
         std::get<1>(all[i].values) = 2;
