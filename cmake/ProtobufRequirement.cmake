@@ -22,7 +22,8 @@ function(zorvik_check_protobuf_headers out)
   endif()
 endfunction()
 
-# Stops the configuration unless compiler, headers and runtime fit.
+# Stops the configuration unless compiler, headers and runtime fit. Afterwards
+# the calling folder has protobuf_generate().
 function(zorvik_require_protobuf_compiler)
   zorvik_check_protobuf_headers(problem)
   if(problem)
