@@ -41,6 +41,11 @@ void CheckTopic(topics::Bytes bytes, const topics::Envelope& view,
   static Content& kept = *new Content;
   static auto& receiver = *new topics::Receiver<Topic>(0);
   static std::string& written = *new std::string;
+  if (envelope.topic_type() != Topic::kType) {
+    Require(view.Read<Topic>(&kept) == Result::kUnknownTopic, "topic",
+            envelope);
+    return;
+  }
   Content expected;
   const Result result = ReadByRuntime<Topic>(envelope, &expected);
   Require(view.Read<Topic>(&kept) == result, "result", envelope);
