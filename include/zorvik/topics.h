@@ -568,7 +568,8 @@ class Kept<Message, true> {
 
 // Reads the envelopes that a node gets, each into an object that is kept for
 // its topic. The topics are given as messages where they are settled, and else
-// as Topic<type, Message>.
+// as Topic<type, Message>. Keep one for all envelopes, and not on a small
+// stack: each content with a message in it takes 8 KiB.
 template <typename... Ts>
 class Receiver {
  public:
