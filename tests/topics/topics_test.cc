@@ -159,7 +159,7 @@ TEST(Writing, GivesTheBytesOfTheRuntime) {
     for (const auto& content : SomeContents<typename Topic::Content>()) {
       for (const int32_t number : kNumbers) {
         ExpectWritten<Topic>(content, number, 9);
-        ExpectWritten<Topic>(content, 1, number);
+        ExpectWritten<Topic>(content, number, number);
       }
     }
   };
