@@ -16,6 +16,10 @@
 #ifndef ZORVIK_TOPICS_H_
 #define ZORVIK_TOPICS_H_
 
+#if __cplusplus < 201703L
+#error "zorvik/topics.h needs C++17, for example -std=c++17"
+#else
+
 #include <google/protobuf/any.pb.h>
 #include <google/protobuf/arena.h>
 #include <google/protobuf/io/coded_stream.h>
@@ -24,6 +28,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -64,6 +69,19 @@ struct BoundTopic {
   using Checked = BoundTopic;
 };
 
+// Stands in for a topic that has been refused, so that one error is reported.
+template <typename Message>
+struct NoTopic {
+  static constexpr channelTopicType kType{};
+  using Content = Message;
+};
+
+// Whether the header of a message has been included.
+template <typename Message, typename = size_t>
+constexpr bool kIsDefined = false;
+template <typename Message>
+constexpr bool kIsDefined<Message, decltype(sizeof(Message))> = true;
+
 // The only topic type in a list of ids; zero if there is none, or several.
 template <auto... ids>
 constexpr channelTopicType OnlyTopicType(IdList<ids...>) {
@@ -85,10 +103,12 @@ struct Named {
   static_assert(kType != channelTopicType{},
                 "the vocabulary settles no topic type for this message: name "
                 "one, Topic<type, Message>");
-  using Topic = BoundTopic<kType, Message>;
+  using Topic =
+      std::conditional_t<kType == channelTopicType{}, NoTopic<Message>,
+                         BoundTopic<kType, Message> >;
 };
 template <channelTopicType type, typename Message>
-struct Named<BoundTopic<type, Message>> {
+struct Named<BoundTopic<type, Message> > {
   using Topic = BoundTopic<type, Message>;
 };
 template <typename T>
@@ -196,9 +216,11 @@ inline uint8_t* PutLength(uint8_t tag, size_t length, uint8_t* at) {
 // The topic under which a message goes: T, or else the one that is settled.
 template <typename T, typename Message>
 struct Choose {
-  using Topic = TopicOf<std::conditional_t<std::is_void_v<T>, Message, T>>;
-  static_assert(std::is_same_v<typename Topic::Content, Message>,
-                "this topic carries another message");
+  using Chosen = TopicOf<std::conditional_t<std::is_void_v<T>, Message, T> >;
+  static constexpr bool kFits =
+      std::is_same_v<typename Chosen::Content, Message>;
+  static_assert(kFits, "this topic carries another message");
+  using Topic = std::conditional_t<kFits, Chosen, NoTopic<Message> >;
 };
 
 // An envelope that is about to be written. The content must not change
@@ -525,6 +547,15 @@ class Envelope {
 
 namespace internal {
 
+constexpr bool AllDiffer(std::initializer_list<channelTopicType> types) {
+  for (auto one = types.begin(); one != types.end(); ++one) {
+    for (auto other = types.begin(); other != one; ++other) {
+      if (*one == *other) return false;
+    }
+  }
+  return true;
+}
+
 // A content that is kept from one envelope to the next.
 template <typename Message, bool kHasRecords>
 class Kept {
@@ -572,6 +603,11 @@ class Kept<Message, true> {
 // stack: each content with a message in it takes 8 KiB.
 template <typename... Ts>
 class Receiver {
+  static_assert((internal::kIsDefined<typename TopicOf<Ts>::Content> && ...),
+                "include the header of each message that is received");
+  static_assert(internal::AllDiffer({TopicOf<Ts>::kType...}),
+                "two topics of this receiver have the same topic type");
+
  public:
   explicit Receiver(int32_t node) : node_(node), every_node_(node) {}
 
@@ -611,7 +647,7 @@ class Receiver {
   // A type for each topic: several may carry the same message.
   template <typename T>
   struct Kept
-      : internal::Kept<ContentOf<T>, MessageFacts<ContentOf<T>>::kHasRecords> {
+      : internal::Kept<ContentOf<T>, MessageFacts<ContentOf<T> >::kHasRecords> {
   };
 
   // Whether it is an envelope of this topic.
@@ -620,7 +656,7 @@ class Receiver {
     using Topic = TopicOf<T>;
     if (envelope_.topic_type() != Topic::kType) return false;
     ContentOf<T>* const content =
-        std::get<Kept<T>>(kept_).ForNext(envelope_.value().size());
+        std::get<Kept<T> >(kept_).ForNext(envelope_.value().size());
     *result = envelope_.Read<Topic>(content);
     if (*result == Result::kReceived) {
       handler(static_cast<const ContentOf<T>&>(*content),
@@ -646,4 +682,5 @@ Overloads(Lambdas...) -> Overloads<Lambdas...>;
 
 }  // namespace zorvik::topics
 
+#endif  // __cplusplus
 #endif  // ZORVIK_TOPICS_H_

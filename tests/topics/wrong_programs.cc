@@ -70,5 +70,15 @@ int main() {
   UavResetReqMessage reset;
   return envelope.Read<UavSetModeReqMessage>(&reset) ==
          topics::Result::kReceived;
+#elif WRONG == 13
+  // two topics of this receiver have the same topic type
+  using Release =
+      topics::Topic<CHANNEL_TOPIC_TYPE_PARACHUTE_ACTION, UavGimbalRspMessage>;
+  using Other =
+      topics::Topic<CHANNEL_TOPIC_TYPE_PARACHUTE_ACTION, UavResetReqMessage>;
+  topics::Receiver<Release, Other> receiver(9);
+#elif WRONG == 14
+  // include the header of each message that is received
+  topics::Receiver<zorvik::protocol::throwActionMessage> receiver(9);
 #endif
 }

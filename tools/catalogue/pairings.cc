@@ -15,6 +15,10 @@ constexpr char kHead[] =
 #ifndef ZORVIK_PAIRINGS_H_
 #define ZORVIK_PAIRINGS_H_
 
+#if __cplusplus < 201703L
+#error "zorvik/pairings.h needs C++17, for example -std=c++17"
+#else
+
 #include <cstddef>
 #include <string_view>
 
@@ -66,6 +70,7 @@ struct MessageFacts {
 constexpr char kTail[] = R"(
 }  // namespace zorvik::topics
 
+#endif  // __cplusplus
 #endif  // ZORVIK_PAIRINGS_H_
 )";
 
