@@ -27,10 +27,11 @@ end
 local protobuf = Dissector.get("protobuf")
 local protobuf_field = DissectorTable.get("protobuf_field")
 
--- Shows bytes as the message of that name.
+-- Shows bytes as the message of that name. False when they are cut short, which
+-- protobuf's dissector notes in the tree and then raises as an error.
 function zorvik.dissect(message, buffer, pinfo, tree)
   pinfo.private["pb_msg_type"] = "message," .. message
-  protobuf:call(buffer, pinfo, tree)
+  return (pcall(Dissector.call, protobuf, buffer, pinfo, tree))
 end
 
 -- What the fields of the present envelope turned out to be.
@@ -51,7 +52,9 @@ at_field("google.protobuf.Any.type_url", Proto("zorvik.any_type", "Content type"
   end)
 at_field("google.protobuf.Any.value", Proto("zorvik.any_value", "Content"),
   function(buffer, pinfo, tree)
-    if seen.content then zorvik.dissect(seen.content, buffer, pinfo, tree) end
+    if seen.content and not zorvik.dissect(seen.content, buffer, pinfo, tree) then
+      seen.malformed = true
+    end
   end)
 
 -- A protocol for each enum, whose one field shows number and name.
@@ -99,19 +102,20 @@ function envelope.dissector(buffer, pinfo, tree)
   seen = {}
   pinfo.cols.protocol = "Zorvik"
   local branch = tree:add(envelope, buffer())
-  zorvik.dissect(envelope_type, buffer, pinfo, branch)
+  if not zorvik.dissect(envelope_type, buffer, pinfo, branch) then seen.malformed = true end
   pinfo.cols.protocol = "Zorvik"
   local number = seen[topic_types] or 0
   local topic = zorvik.enums[topic_types][number] or {name = "topic type " .. number}
   local summary = topic.name .. ": " .. (seen.content or "no content")
   if not next(seen) then summary = "neither topic type nor content" end
+  if seen.malformed then summary = topic.name .. ": malformed" end
   pinfo.cols.info = summary
   branch:append_text(", " .. summary)
-  if topic.carries and seen.content ~= topic.carries then
+  if topic.carries and seen.content ~= topic.carries and not seen.malformed then
     branch:add_proto_expert_info(wrong_content,
       topic.name .. " carries " .. topic.carries .. ", not " .. (seen.content or "nothing"))
   end
-  if not next(seen) and buffer(0, 1):uint() == 0x08 then
+  if not next(seen) and buffer:raw():match("^\8[\128-\255]*[%z\1-\127]") then
     branch:add_proto_expert_info(no_schemas)
   end
   return buffer:len()
