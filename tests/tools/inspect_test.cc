@@ -1,10 +1,18 @@
 // Inspect finds a fault exactly where the runtime refuses the message: over
 // all messages, cut short anywhere and with any byte changed.
 #include <google/protobuf/dynamic_message.h>
+#include <google/protobuf/unknown_field_set.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
+#include <utility>
+
+#include "channelMessage.pb.h"
+#include "gimbalMessage.pb.h"
+#include "inspect/printer.h"
 #include "inspect/wire.h"
 #include "loggerMessage.pb.h"
+#include "smcMessage.pb.h"
 #include "support/captured_log.h"
 #include "support/fill.h"
 #include "support/hex.h"
@@ -18,20 +26,31 @@ class InspectTest : public testing::Test {
  protected:
   InspectTest() : lookup_(DESCRIPTOR_SET, CATALOGUE) {}
 
-  // Expects the same verdict of both. A content is no concern of the runtime's.
+  // Expects the same verdict of both, and of the bytes as a content, which is
+  // no concern of the runtime's, the same fault further back.
   void Compare(const pb::Descriptor* type, const std::string& bytes) {
     const CapturedLog log;  // The runtime says so when text is not UTF-8.
-    const std::optional<Fault> fault =
-        FindFault(bytes, lookup_.FindMessage(type->full_name()), lookup_);
-    const bool parses = NewMessage(type)->ParseFromString(bytes);
+    const std::string where = type->full_name() + ' ' + ToHex(bytes);
+    const auto fault = FaultOf(type->full_name(), bytes);
+    EXPECT_EQ(NewMessage(type)->ParseFromString(bytes), !fault)
+        << where << (fault ? fault->reason : "");
     EXPECT_LE(fault ? fault->offset : 0, bytes.size());
-    EXPECT_EQ(parses, !fault) << type->full_name() << ' ' << ToHex(bytes)
-                              << (fault ? fault->reason : "");
+
+    zorvik::channel::channelTopicMessage envelope;
+    envelope.mutable_data()->set_type_url("x/" + type->full_name());
+    envelope.mutable_data()->set_value(bytes);
+    const std::string whole = envelope.SerializeAsString();
+    const auto inside = FaultOf(envelope.GetTypeName(), whole);
+    ASSERT_EQ(!inside, !fault) << "as content: " << where;
+    if (!fault) return;
+    EXPECT_EQ(inside->offset, fault->offset + whole.size() - bytes.size())
+        << where;
+    EXPECT_EQ(inside->reason, fault->reason) << where;
   }
 
   std::optional<Fault> FaultOf(const std::string& type,
-                               const std::string& hex) {
-    return FindFault(FromHex(hex), lookup_.FindMessage(type), lookup_);
+                               const std::string& bytes) {
+    return FindFault(bytes, lookup_.FindMessage(type), lookup_);
   }
 
   Lookup lookup_;
@@ -53,6 +72,43 @@ TEST_F(InspectTest, AgreesWithTheRuntime) {
         if (HasFailure()) return;  // One is enough to read.
       }
     }
+  }
+}
+
+// Groups in groups, in a message and in a message of it.
+TEST_F(InspectTest, AgreesWithTheRuntimeOnDepth) {
+  const pb::Descriptor* type =
+      zorvik::gimbal::UavGimbalRotateReqMessage::descriptor();
+  for (int depth = 97; depth < 103; ++depth) {
+    zorvik::gimbal::UavGimbalRotateReqMessage message;
+    for (pb::Message* each :
+         {static_cast<pb::Message*>(&message),
+          static_cast<pb::Message*>(message.mutable_rotationvalue())}) {
+      pb::UnknownFieldSet* fields =
+          each->GetReflection()->MutableUnknownFields(each);
+      for (int i = 0; i < depth; ++i) fields = fields->AddGroup(15);
+      Compare(type, message.SerializeAsString());
+      each->GetReflection()->MutableUnknownFields(each)->Clear();
+    }
+  }
+}
+
+// Each has a stack, and so a limit.
+TEST_F(InspectTest, StopsAtContentsPackedTooDeep) {
+  for (const int depth : {100, 101, 1000}) {
+    zorvik::smc::smcMessage task;
+    for (int i = 0; i < depth; ++i) {
+      zorvik::smc::smcMessage outer;
+      outer.mutable_data()->set_type_url("x/" + task.GetTypeName());
+      task.SerializeToString(outer.mutable_data()->mutable_value());
+      task = std::move(outer);
+    }
+    std::ostringstream text;
+    Printer(&lookup_, &text).Print(task, 0);
+    const bool stops = text.str().find("packed too deep") != std::string::npos;
+    const auto fault = FaultOf(task.GetTypeName(), Encode(task));
+    EXPECT_EQ(stops, depth > 100);
+    EXPECT_EQ(!!fault, depth > 100);
   }
 }
 
@@ -115,7 +171,7 @@ TEST_F(InspectTest, AgreesWithTheRuntimeOnText) {
                                             static_cast<char>(content.size())} +
                                 content;
       Compare(log, bytes);
-      EXPECT_EQ(!FaultOf("zorvik.logger.logMessage", ToHex(bytes)), text.valid)
+      EXPECT_EQ(!FaultOf("zorvik.logger.logMessage", bytes), text.valid)
           << text.hex;
     }
   }
@@ -147,7 +203,7 @@ TEST_F(InspectTest, NamesThePlace) {
   };
   for (const auto& vector : kCases) {
     const auto fault =
-        FaultOf(std::string("zorvik.") + vector.type, vector.hex);
+        FaultOf(std::string("zorvik.") + vector.type, FromHex(vector.hex));
     ASSERT_TRUE(fault) << vector.hex;
     EXPECT_EQ(fault->offset, vector.offset) << vector.hex;
     EXPECT_NE(fault->reason.find(vector.reason), std::string::npos)

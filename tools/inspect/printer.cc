@@ -9,6 +9,8 @@
 #include <sstream>
 #include <vector>
 
+#include "wire.h"
+
 namespace pb = google::protobuf;
 
 namespace {
@@ -119,11 +121,15 @@ void Printer::PrintContent(const pb::Message& message, int indent) {
   std::string problem;
   if (type == nullptr) {
     problem = name.empty() ? "without a type" : "which the schemas do not have";
+  } else if (contents_ == kDeepest) {
+    problem = "packed too deep";
   } else {
     const auto content = lookup_->New(type);
     if (content->ParseFromString(any.value())) {
       *out_ << ": " << name << '\n';
+      ++contents_;
       Print(*content, indent + 1);
+      --contents_;
     } else {
       problem = "malformed";
     }

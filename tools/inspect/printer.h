@@ -30,6 +30,7 @@ class Printer {
 
   Lookup* const lookup_;
   std::ostream* const out_;
+  int contents_ = 0;  // Around the present message.
 };
 
 #endif  // TOOLS_INSPECT_PRINTER_H_

@@ -13,8 +13,6 @@ namespace {
 
 using Field = pb::FieldDescriptor;
 
-constexpr int kDeepest = 100;  // Of messages and groups, as the runtime has it.
-
 // Asks the runtime, which refuses strings that are not UTF-8 and logs that.
 bool IsUtf8(const std::string& text) {
   const pb::LogSilencer silencer;
@@ -32,7 +30,7 @@ class Walk {
   // Reads the fields of a message up to the end, or up to the end of the group
   // that they are in. The type is null where it is unknown.
   void Message(size_t end, const pb::Descriptor* type, int group = 0) {
-    if (++depth_ > kDeepest) throw Fault{position_, "nested too deep"};
+    if (depth_++ > kDeepest) throw Fault{position_, "nested too deep"};
     while (position_ < end) {
       const size_t start = position_;
       const uint64_t tag = Varint(end);
@@ -143,7 +141,11 @@ class Walk {
     const pb::Descriptor* type = lookup_.FindMessage(name);
     if (type == nullptr) return;
     position_ = content_.first;
+    if (++contents_ > kDeepest) throw Fault{position_, "packed too deep"};
+    const int depth = std::exchange(depth_, 0);
     Message(content_.second, type);
+    depth_ = depth;
+    --contents_;
   }
 
   uint64_t Varint(size_t end) {
@@ -172,7 +174,8 @@ class Walk {
   const Lookup& lookup_;
   size_t position_ = 0;
   std::pair<size_t, size_t> content_;  // Of the Any that was read last.
-  int depth_ = 0;
+  int depth_ = 0;     // Of messages and groups; a content starts anew.
+  int contents_ = 0;  // In contents.
 };
 
 }  // namespace

@@ -9,6 +9,10 @@
 
 #include "lookup.h"
 
+// How many messages and groups may be inside a message, as the runtime has it;
+// and how many contents inside a content.
+constexpr int kDeepest = 100;
+
 struct Fault {
   size_t offset;  // Of the byte at which reading could not go on.
   std::string reason;
