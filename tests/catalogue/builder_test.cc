@@ -62,21 +62,36 @@ message Request {
   int32 which = 1;
   // How long.
   // @unit m/s
-  uint32 length = 2;
+  uint32 cable_length = 2;
 }
 // Answers.
 message Answer {
   // Any.
+  // @open order
   repeated Request all = 3;
 }
 )";
 
-pb::FileDescriptorProto Parse(const std::string& text) {
+// Comes before it by name, and after it in the list of files.
+constexpr char kOther[] = R"(// Other.
+// @subsystem channels
+syntax = "proto3";
+package o;
+// Neither.
+// @open use
+enum Neither {
+  // No.
+  NO = 0;
+}
+)";
+
+pb::FileDescriptorProto Parse(const std::string& text,
+                              const std::string& name) {
   pb::io::ArrayInputStream stream(text.data(), static_cast<int>(text.size()));
   pb::io::Tokenizer tokenizer(&stream, nullptr);
   pb::FileDescriptorProto file;
   EXPECT_TRUE(pb::compiler::Parser().Parse(&tokenizer, &file)) << text;
-  file.set_name("p.proto");
+  file.set_name(name);
   return file;
 }
 
@@ -84,9 +99,10 @@ catalogue::Catalogue Build(const std::string& text, catalogue::Faults* faults) {
   pb::DescriptorPool pool(pb::DescriptorPool::generated_pool());
   // The generated pool knows any.proto once it is asked for.
   pool.FindFileByName("google/protobuf/any.proto");
-  const pb::FileDescriptor* file = pool.BuildFile(Parse(text));
+  const pb::FileDescriptor* file = pool.BuildFile(Parse(text, "p.proto"));
+  const pb::FileDescriptor* other = pool.BuildFile(Parse(kOther, "o.proto"));
   if (file == nullptr) throw std::invalid_argument(text);
-  return catalogue::Build({file}, "1.2.3", faults);
+  return catalogue::Build({file, other}, "1.2.3", faults);
 }
 
 TEST(Catalogue, HoldsWhatTheSchemaSays) {
@@ -94,6 +110,9 @@ TEST(Catalogue, HoldsWhatTheSchemaSays) {
   ASSERT_TRUE(pb::TextFormat::ParseFromString(R"(
     format: 1
     version: "1.2.3"
+    schemas {
+      name: "o.proto" package: "o" subsystem: "channels" comment: "Other."
+    }
     schemas {
       name: "p.proto" package: "p" imports: "google/protobuf/any.proto"
       subsystem: "link" comment: "The file." open: "something"
@@ -119,6 +138,10 @@ TEST(Catalogue, HoldsWhatTheSchemaSays) {
       comment: "Shows."
     }
     enums {
+      name: "o.Neither" schema: "o.proto" comment: "Neither." open: "use"
+      values { name: "o.NO" number: 0 comment: "No." }
+    }
+    enums {
       name: "p.Component" schema: "p.proto" ids: "component"
       comment: "Components."
       values { name: "p.COMPONENT_NONE" number: 0 comment: "None." }
@@ -141,15 +164,16 @@ TEST(Catalogue, HoldsWhatTheSchemaSays) {
         enum: "p.Component" comment: "Which."
       }
       fields {
-        name: "length" json_name: "length" number: 2 type: "uint32" repeated: false unit: "m/s"
-        comment: "How long."
+        name: "cable_length" json_name: "cableLength" number: 2 type: "uint32"
+        repeated: false unit: "m/s" comment: "How long."
       }
     }
     messages {
       name: "p.Answer" schema: "p.proto" carried_by: "p.SERVICE_TELL"
       answer_of: "p.SERVICE_ASK" comment: "Answers."
       fields {
-        name: "all" json_name: "all" number: 3 type: "p.Request" repeated: true comment: "Any."
+        name: "all" json_name: "all" number: 3 type: "p.Request" repeated: true
+        comment: "Any." open: "order"
       }
     }
   )",
@@ -216,7 +240,7 @@ TEST(Catalogue, RefusesWhatIsNoTagOrMeansNothingHere) {
        "// @carries p.Request\n  // @pairs p.Answer\n", "24: @pairs is for"},
       {"  // @carries p.Request\n", "", "23: @answer without @carries"},
       {"repeated Request all", "// @unit s\n  repeated Request all",
-       "50: @unit is for"},
+       "51: @unit is for"},
       {"// @unit m/s\n  uint32", "// @enum p.Component\n  uint64",
        "44: @enum is for"},
       {"// @enum p.Component", "// @enum p.Component\n  // @unit s",
