@@ -70,8 +70,8 @@ for entry, change in (
         (SETTLED, {"carries": "request"}), (SETTLED, {"pairs": name}),
         (SETTLED, {"schema": "a.proto"}), (SETTLED, {"kind": "subject"}),
         (SETTLED, {"number": 0}), (SETTLED, {"answers": [name, name]}),
-        (SETTLED, {"open": [""]}), (OPEN, {"settled": True}),
-        (OPEN, {"settled": None}), (OPEN, {"carries": name})):
+        (SETTLED, {"open": [""]}), (SETTLED, {"settled": None}),
+        (OPEN, {"settled": True}), (OPEN, {"carries": name})):
     entry = {k: v for k, v in (entry | change).items() if v is not None}
     if strict["id"].is_valid(entry):
         faults.append(f"JSON Schema: takes {change} at {entry['name']}")
