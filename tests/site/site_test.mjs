@@ -6,9 +6,9 @@ import { after, before, beforeEach, test } from 'node:test';
 import { chromium } from 'playwright-core';
 
 import { launchOptions } from '../../docs/site/browser.mjs';
-import { catalogue, enums, generatedClass, messages, pageOf, pages,
-  site, taggedLines, tags, values, vectors }
-  from './schema_text.mjs';
+import { elements, enums, fields, groups, linesOfSchema, lineOfValue,
+  messages, missingAccessors, pages, schemas, site, squeeze, taggedLines,
+  values, vectors } from './schema_text.mjs';
 
 let browser;
 let page;
@@ -33,6 +33,23 @@ beforeEach(async () => {
   });
 });
 
+// Compares lists of lines, and shows the first few that differ.
+function same(what, found, expected) {
+  const count = (lines) => lines.reduce(
+      (map, line) => map.set(line, (map.get(line) ?? 0) + 1), new Map());
+  const less = (lines, others) => [...lines].filter(
+      ([line, times]) => (others.get(line) ?? 0) < times).map(([line]) => line);
+  const [has, wants] = [count(found), count(expected)];
+  const [missing, extra] = [less(wants, has), less(has, wants)];
+  if (missing.length + extra.length) {
+    throw new Error([`${what}: ${missing.length} lines are missing, ` +
+      `${extra.length} too many:`, ...missing.slice(0, 3).map((l) => `- ${l}`),
+    ...extra.slice(0, 3).map((l) => `+ ${l}`)].join('\n'));
+  }
+  const at = found.findIndex((line, i) => line !== expected[i]);
+  if (at >= 0) throw new Error(`${what}: out of order: ${found[at]}`);
+}
+
 // What a page has, once it is open.
 const survey = () => page.evaluate(() => ({
   ids: [...document.querySelectorAll('[id]')].map((node) => node.id),
@@ -53,7 +70,7 @@ test('pages load nothing else, and every link has a target', async () => {
       found.set(url, surveyed);
     }
   }
-  assert.deepEqual(complaints, []);
+  same('complaints', complaints, []);
   let links = 0;
   for (const [url, surveyed] of found) {
     assert.equal(new Set(surveyed.ids).size, surveyed.ids.length,
@@ -69,255 +86,285 @@ test('pages load nothing else, and every link has a target', async () => {
     }
   }
   assert.ok(links > messages.length);
-
-  for (const element of [...messages, ...enums, ...values]) {
-    assert.ok(found.get(element.page)?.ids.includes(element.fullName),
-        `no anchor for ${element.fullName}`);
-  }
-  for (const message of messages) {
-    for (const field of message.fields) {
-      assert.ok(found.get(message.page).ids.includes(field.fullName),
-          `no anchor for ${field.fullName}`);
-    }
-  }
 });
 
-test('fields show the names that code reaches them by', async () => {
-  let shown;
-  let last;
-  for (const message of messages) {
-    if (message.page !== last) {
-      await open(message.page);
-      last = message.page;
-      shown = await page.$$eval('.fields tbody tr', (rows) =>
-        Object.fromEntries(rows.map((row) => [row.id, {
-          number: Number(row.querySelector('.num').textContent),
-          code: [...row.querySelectorAll('.code > code')].map(
-              (node) => node.textContent),
-          json: row.querySelector('.json').textContent,
-          unit: row.querySelector('.unit')?.textContent,
-          links: [...row.querySelectorAll('a')].map((a) => a.hash.slice(1)),
-        }])));
-    }
-    const cpp = generatedClass(message);
-    for (const field of message.fields) {
-      const { number, code, json, links, unit } = shown[field.fullName];
-      assert.equal(number, field.number, field.fullName);
-      assert.equal(json, `"${field.json}"`);
-      assert.ok(code.length >= 2, `${field.fullName} lacks accessors`);
-      for (const call of code) {
-        assert.match(cpp, new RegExp(`\\b${call.split('(')[0]}\\(`),
-            field.fullName);
-      }
-      if (field.enum) {
-        assert.ok(links.includes(field.enum), `${field.fullName}: no enum`);
-      }
-      assert.equal(unit, field.tags.unit?.[0], `${field.fullName}: unit`);
-    }
-  }
+// What the page of a schema says, line by line as in schema_text.mjs. A link
+// stands for the full name of its target, which its text has to end.
+const linesOfPage = () => page.evaluate(() => {
+  const squeeze = (text) => text.replace(/\s+/g, '');
+  const words = (node) => node.textContent.replace(/\s+/g, ' ').trim();
+  const anchor = (link) => decodeURIComponent(link.hash.slice(1));
+  const target = (link) => anchor(link).endsWith(words(link)) ? anchor(link) :
+    `${anchor(link)} as ${words(link)}`;
+  const all = (node, selector) => [...node.querySelectorAll(selector)];
+  const row = (...cells) => cells.filter(Boolean).join(' | ');
+  const opens = (node) => all(node, 'p.open').map(
+      (p) => `open: ${squeeze(p.textContent).replace('Leftopen', '')}`);
+  // The comment, which stands before the facts and what is open.
+  const comment = (node) => squeeze([...node.childNodes].filter((child) =>
+    !child.matches?.('.fact, .open')).map((c) => c.textContent).join(''));
+  const facts = (node) => all(node, '.facts > div')
+      .map((fact) => [words(fact.querySelector('dt')), fact.querySelector('dd')])
+      .filter(([label]) => label !== 'Spoken of at')
+      .map(([label, dd]) => `${label}: ` + (dd.querySelector('a') ?
+        all(dd, 'a').map((a) => row(a.parentNode.querySelector('.number')
+            ?.textContent, target(a)).replace(' | ', ' ')).join(' ') :
+        words(dd).replace(/\u200b/g, '')));
+  const named = (node, label) => all(node, 'a').map((a) => `${label}: ${target(a)}`);
+  const field = (tr) => row(
+      words(tr.querySelector('.num')), target(tr.querySelector('.self')),
+      tr.querySelector('.repeated') && 'repeated',
+      all(tr, '.type a').map(target)[0] ?? words(tr.querySelector('.type code')),
+      ...all(tr, '.fact').flatMap((fact) => named(fact, 'carries')),
+      ...all(tr, '.unit').map((unit) => `unit: ${words(unit)}`),
+      comment(tr.querySelector('.meaning')), ...opens(tr),
+      ...all(tr, '.code > code, .json').map(words),
+      words(tr.querySelector('.tag code')), words(tr.querySelector('.wire')));
+  const value = (tr) => row(
+      words(tr.querySelector('.num')), target(tr.querySelector('th a')),
+      comment(tr.querySelector('.meaning')), ...opens(tr),
+      ...all(tr, '.meaning > .fact').map((p) => `schema: ${words(p).split(' ')[1]}`),
+      ...all(tr, '.carries').flatMap((td) =>
+        named(td, td.querySelector('.fact') ? 'pairs' : 'carries')),
+      ...all(tr, '.answer > a').map((a) => `answer: ${target(a)}`),
+      ...all(tr, '.answer .fact a').map((a) => `on: ${words(a)} ${anchor(a)}`));
+  const section = (node) => [
+    row(node.querySelector('h3').id, comment(node.querySelector('.prose')),
+        ...opens(node.querySelector('.prose'))),
+    ...facts(node), ...all(node, '.fields tbody tr').map(field),
+    ...all(node, '.values tbody tr').map(value)];
+  const main = document.querySelector('main');
+  const prose = main.querySelector(':scope > .prose');
+  const head = prose ? [
+    row(words(main.querySelector('h1 code')), main.querySelector('.crumbs a')
+        .pathname.split('/').at(-1).replace('.html', ''),
+    squeeze(main.querySelector('h1').firstChild.textContent), comment(prose),
+    ...opens(prose)),
+    ...facts({ querySelectorAll: () => main.querySelectorAll(
+        ':scope > .facts > div') })] : [];
+  return [...head, ...all(main, 'section.message, section.enum').flatMap(section)];
 });
 
-test('the catalogue has every tag of the schemas and no other', () => {
-  const { schemas, ids, enums: types, messages: records } = catalogue;
-  const of = (element, name, value) =>
-    value === undefined ? [] : [`${element} @${name} ${value}`];
-  const open = ({ name, open = [] }, prefix = '') =>
-    open.map((point) => `${prefix}${name} @open ${point}`);
-  const found = [
-    ...schemas.flatMap((schema) => [...open(schema),
-      ...of(schema.name, 'subsystem', schema.subsystem)]),
-    ...ids.flatMap(({ name, carries, pairs, answer }) => [
-      ...of(name, 'carries', carries), ...of(name, 'pairs', pairs),
-      ...of(name, 'answer', answer?.message),
-      ...of(name, 'answer_id', answer?.id)]),
-    ...types.flatMap((type) => [...open(type), ...of(type.name, 'ids', type.ids),
-      ...of(type.name, 'component', type.component),
-      ...type.values.flatMap((value) => [...open(value),
-        ...of(value.name, 'schema', value.schema)])]),
-    ...records.flatMap((record) => [...open(record),
-      ...(record.fields ?? []).flatMap((field) => {
-        const name = `${record.name}.${field.name}`;
-        const byConvention = field.type.includes('.') ? undefined : field.enum;
-        return [...open(field, `${record.name}.`),
-          ...of(name, 'enum', byConvention), ...of(name, 'unit', field.unit)];
-      })]),
-  ];
-  assert.deepEqual(found.sort(), [...tags].sort());
-  assert.equal(tags.length, taggedLines.length);
-});
-
-test('ids and the messages that travel under them point at each other',
+test('the page of each schema says what its text says, and nothing else',
     async () => {
-      const far = ({ tags: { carries, pairs, answer, answer_id: id } }) =>
-        [carries, pairs, answer, id].flatMap((all) => all ?? []);
-      const paired = values.filter((value) => far(value).length > 0);
-      assert.ok(paired.length > 50);
-      await open('ids.html');
-      const ids = Object.fromEntries(
-          await page.$$eval('.values tbody tr', (all) => all.map((row) => [
-            row.querySelector('th a').hash.slice(1),
-            [row.querySelector('.num').textContent,
-              ...[...row.querySelectorAll('.carries a, .answer a')].map(
-                  (a) => a.hash.slice(1))],
-          ])));
-      for (const value of paired) {
-        assert.deepEqual(ids[value.fullName],
-            [String(value.number), ...far(value)]);
-      }
-      for (const url of new Set(messages.map((message) => message.page))) {
-        await open(url);
-        const facts = Object.fromEntries(await page.$$eval('section.message',
-            (sections) => sections.map((section) => [
-              section.querySelector('h3').id,
-              Object.fromEntries([...section.querySelectorAll('.facts > div')]
-                  .map((fact) => [fact.querySelector('dt').textContent,
-                    [...fact.querySelectorAll('a')].map(
-                        (a) => a.hash.slice(1))])),
-            ])));
-        for (const { fullName } of messages.filter((m) => m.page === url)) {
-          for (const [label, tag] of [['Travels under', 'carries'],
-            ['Request or answer of', 'pairs'], ['Answers', 'answer']]) {
-            assert.deepEqual(facts[fullName][label] ?? [],
-                values.filter((value) => value.tags[tag]?.[0] === fullName)
-                    .map((value) => value.fullName),
-                `${fullName}: ${label}`);
-          }
-        }
+      for (const schema of schemas) {
+        await open(schema.page);
+        const lower = (line) => line.replace(/^(\S+\.proto .*)/, (head) =>
+          head.toLowerCase());
+        same(schema.page, (await linesOfPage()).map(lower),
+            linesOfSchema(schema).map(lower));
       }
     });
 
-test('every open point is on the page of its schema and on "Left open"',
+test('the lists of ids, open points, schemas and messages are complete',
     async () => {
-      const words = (text) => text.replace(/\s+/g, ' ').trim();
-      const shown = async (url, selector) => {
-        await open(url);
-        return page.$$eval(selector, (all) => all.map((p) => p.textContent));
+      const byName = new Map(elements.map((each) => [each.fullName, each]));
+      // The second cell is the beginning of a comment.
+      const begins = (line) => {
+        const [name, begin, ...rest] = line.split(' | ');
+        return begin && byName.get(name)?.words.startsWith(begin) ?
+          [name, ...rest].join(' | ') : line;
       };
-      const count = (texts) => texts.map(words).sort();
-      const points = tags.filter((tag) => tag.includes(' @open '))
-          .map((tag) => ({ page: pageOf[tag.split(' @open ')[0]],
-            text: tag.split(' @open ')[1] }));
-      assert.deepEqual(count(await shown('open.html', '.questions dd p')),
-          count(points.map(({ text }) => text)));
-      for (const url of new Set(points.map((point) => point.page))) {
-        const texts = await shown(url, 'p.open');
-        assert.deepEqual(count(texts.map((t) => t.replace('Left open', ''))),
-            count(points.filter((point) => point.page === url)
-                .map(({ text }) => text)), url);
+      const kinds = ['component', 'topic type', 'topic', 'service', 'report'];
+      await open('ids.html');
+      same('ids.html', (await linesOfPage()).map(begins), kinds.flatMap((kind) =>
+        enums.filter(({ tags: { ids } }) => ids?.[0] === kind)).flatMap((type) => [
+        [type.fullName, ...type.open.map((point) => `open: ${squeeze(point)}`)]
+            .join(' | '), ...type.members.map(lineOfValue)]));
+
+      const rows = (selector, cells) => page.$$eval(selector, (all, parts) =>
+        all.map((node) => parts.flatMap((part) =>
+          [...node.querySelectorAll(part)].map((cell) => cell.href ?
+            decodeURIComponent(cell.hash.slice(1)) || cell.textContent :
+            cell.textContent.replace(/\s+/g, ''))).filter(Boolean).join(' | ')),
+      cells);
+      const grouped = groups.map((group) => schemas.filter(
+          ({ tags: { subsystem } }) => subsystem[0] === group));
+      await open('open.html');
+      same('open.html', await rows('.questions > div', ['dt a:last-child', 'p']),
+          grouped.flat().flatMap((schema) => [schema,
+            ...[...schema.enums, ...schema.messages].flatMap(
+                (type) => [type, ...type.members])])
+              .filter(({ open: points }) => points.length)
+              .map(({ fullName, open: points }) =>
+                [fullName, ...points.map(squeeze)].join(' | ')));
+
+      const travels = (fullName) => {
+        const ids = values.filter(({ tags: { carries } }) =>
+          carries?.[0] === fullName);
+        return [...ids.map((id) => id.number), ...ids.map((id) => id.fullName)];
+      };
+      await open('index.html');
+      same('index.html', await rows('.map li', ['a[href^="schema/"]', 'code']),
+          [...grouped.flat().map(({ name, title }) =>
+            `${title} | ${name.replace('.proto', '')}`), ...Array(5).fill('')]);
+      assert.match(await page.textContent('main'), new RegExp(
+          `${schemas.length} schemas, ${messages.length} messages, ` +
+          `${enums.length} enums`));
+      for (const [i, group] of groups.entries()) {
+        await open(`subsystem/${group}.html`);
+        same(group, await rows('main h2', ['a', 'code']),
+            grouped[i].map(({ title, name }) => `${title} | ${name}`));
+        same(group, (await rows('table:not(.enums) tbody tr',
+            ['th a', '.meaning', '.number', 'td a'])).map(begins),
+        grouped[i].flatMap((schema) => schema.messages).map(({ fullName }) =>
+          [fullName, ...travels(fullName)].join(' | ')));
+        same(group, (await rows('.enums tbody tr',
+            ['th a', '.meaning', 'td:last-child'])).map(begins),
+        grouped[i].flatMap((schema) => schema.enums).map((type) =>
+          `${type.fullName} | ${type.members.length}`));
       }
     });
 
-// The numbers of a text in text format. A zero is mostly not encoded.
-function numbersOf(text) {
+test('the model has every tag, and accessors that the headers have', () => {
+  same('accessors', fields.flatMap(missingAccessors), []);
+  assert.equal(elements.flatMap(({ tags }) => Object.values(tags).flat()).length,
+      taggedLines.length);
+});
+
+// The values of a text in text format. A zero is mostly not encoded.
+function valuesOf(text) {
   const plain = text.replace(/"(\\.|[^"\\])*"/g, '""');
-  return [...plain.matchAll(/(\w+): (-?[\d.]+(?:e[-+]?\d+)?)(?![\w.])/g)]
-      .filter(([, , number]) => Number(number) !== 0)
-      .map(([, name, number]) => `${name} ${Number(number)}`);
+  const strings = text.matchAll(/(\w+): ("[^"\\]+")/g);
+  const words = plain.matchAll(/(\w+): ([A-Za-z_]\w*)/g);
+  const numbers = plain.matchAll(/(\w+): (-?[\d.]+(?:e[-+]?\d+)?)(?![\w.])/g);
+  return [
+    ...[...strings].map(([, name, string]) => `${name} ${string}`),
+    ...[...words].filter(([, , word]) => word !== 'false' &&
+      values.find(({ name }) => name === word)?.number !== 0)
+        .map(([, name, word]) => `${name} ${word}`),
+    ...[...numbers].filter(([, , number]) => Number(number) !== 0)
+        .map(([, name, number]) => `${name} ${Number(number)}`)];
 }
 
-test('examples show the bytes of the vectors and what they mean', async () => {
+test('examples show the vectors, and what each byte means', async () => {
   const examples = [];
-  for (const url of new Set(messages.map((message) => message.page))) {
+  for (const { page: url } of schemas) {
     await open(url);
-    examples.push(...await page.$$eval('.message', (sections) =>
-      sections.flatMap((section) =>
-        [...section.querySelectorAll('.example:not(.refused)')].map((node) => ({
-          message: section.querySelector('h3').id,
-          bytes: [...node.querySelectorAll('.part')].map(
-              (part) => part.textContent.trim()).join(' '),
-          rows: [...node.querySelectorAll('.parts tbody tr')].map((row) =>
-            ({
-              at: Number(row.cells[0].textContent),
-              bytes: [1, 2, 3].map((i) => row.cells[i].textContent.trim())
-                  .filter(Boolean).join(' '),
-              name: row.cells[4].textContent.trim(),
-              reads: row.cells[5].firstElementChild.textContent.trim(),
-            })),
-          text: node.querySelector('.text code')?.textContent ?? '',
-        })))));
+    examples.push(...await page.$$eval('.message .example', (all) => {
+      const words = (node) => node?.textContent.replace(/\s+/g, ' ').trim() ?? '';
+      return all.map((node) => ({
+        line: [node.closest('section').querySelector('h3').id,
+          words(node.querySelector('.caption')),
+          [...node.querySelectorAll('.part')].map(words).join(' '),
+          words(node.querySelector('.text code')),
+          ...[...node.querySelectorAll('.also')].map(words)].join(' | '),
+        parts: [...node.querySelectorAll('.part')].map(words),
+        rows: [...node.querySelectorAll('.parts tbody tr')].map((row) => ({
+          at: Number(row.cells[0].textContent),
+          bytes: [1, 2, 3].map((i) => words(row.cells[i])).filter(Boolean).join(' '),
+          name: words(row.cells[4]),
+          reads: words(row.cells[5].children[0]),
+          named: words(row.cells[5].children[1]),
+        })),
+        text: words(node.querySelector('.text code')),
+      }));
+    }));
   }
-  const key = (message, bytes) => `${message}: ${bytes}`;
-  const expected = vectors.filter((vector) => 'hex' in vector)
-      .map((vector) => key(vector.message, vector.input ?? vector.hex));
-  assert.deepEqual(examples.map((e) => key(e.message, e.bytes)).sort(),
-      expected.sort());
-  for (const { bytes, rows, text, message } of examples) {
+  same('examples', examples.map(({ line }) => line).sort(), vectors.map((v) => [
+    v.message, v.name[0].toUpperCase() + v.name.slice(1), v.input ?? v.hex ?? '',
+    (v.text ?? '').replace(/\s+/g, ' ').trim(),
+    ...(v.also ?? []).map((bytes) => `Reads the same ${bytes || 'no bytes'}`),
+    ...(v.input ? [`Written again ${v.hex}`] : []),
+    ...(v.rejects ?? []).map((bytes) => `Does not parse ${bytes}`),
+  ].join(' | ')).sort());
+  for (const { line, parts, rows, text } of examples) {
+    same(line, rows.map(({ bytes }) => bytes), parts);
     let at = 0;
-    for (const row of rows) {
-      assert.equal(row.at, at, `${message}: ${bytes}`);
+    const read = rows.flatMap((row) => {
+      assert.equal(row.at, at, `${line}: where ${row.name} begins`);
       at += row.bytes.split(' ').length;
-    }
-    assert.equal(rows.map((row) => row.bytes).join(' '), bytes);
-    const number = /^-?\d[\d.e+-]*(, -?\d+)*$/;
-    const read = rows.filter((row) => number.test(row.reads))
-        .flatMap(({ name, reads }) => reads.split(', ')
-            .map((digits) => `${name} ${Number(digits)}`));
-    for (const wanted of numbersOf(text)) {
-      assert.ok(read.includes(wanted), `${message}: ${text}: no ${wanted}`);
-    }
+      return [...row.reads.split(', ').map((value) =>
+        `${row.name} ${Number.isNaN(Number(value)) ? value : Number(value)}`),
+      `${row.name} ${row.named}`, `${row.name} ${row.reads}`];
+    });
+    // Of bytes their number is shown.
+    const counted = (value) => value.replace(/"(.*)"/, (_, { length }) =>
+      `${length} byte${length === 1 ? '' : 's'}`);
+    same(line, valuesOf(text).filter((value) =>
+      !read.includes(value) && !read.includes(counted(value))), []);
   }
 });
 
-// What comes first for each query: the field says that it has been typed into.
+// What is found for each query: the field says that it has been typed into.
 const lookAll = (queries) => page.evaluate((all) => all.map((query) => {
   const field = document.getElementById('query');
   field.value = query;
   field.dispatchEvent(new Event('input'));
-  const hit = document.querySelector('#results [role="option"]');
-  return hit && {
-    url: hit.querySelector('a').getAttribute('href').replace('../', ''),
-    number: hit.querySelector('.number').textContent,
-  };
+  return [...document.querySelectorAll('#results [role="option"]')].map(
+      (hit) => ({
+        url: hit.querySelector('a').getAttribute('href').replace('../', ''),
+        number: hit.querySelector('.number').textContent,
+      }));
 }), queries);
+const first = async (queries) =>
+  (await lookAll(queries)).map(([hit]) => hit?.url ?? 'nothing');
+const target = ({ page: url, fullName }) => `${url}#${fullName}`;
+const most = 40;  // So many are shown.
 
-async function look(query) {
-  const [hit] = await lookAll([query]);
-  return hit;
-}
-
-test('the search finds by number', async () => {
+test('the search finds by number, and by how it begins', async () => {
   await open('index.html');
-  assert.equal((await look('10404')).url, 'schema/channelMessage.html' +
-      '#zorvik.channel.CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE');
-  const numbers = values.map(({ number }) => String(number));
-  assert.deepEqual((await lookAll(numbers)).map((hit) => hit.number), numbers);
-  assert.equal((await look('0x28A4')).number, '10404');
+  const numbers = [...new Set(values.map(({ number }) => String(number)))];
+  same('numbers', (await lookAll(numbers)).map(([hit]) => hit.number), numbers);
+  const some = numbers.filter((_, i) => i % 10 === 0);
+  const hex = some.map((number) => `0x${Number(number).toString(16)}`);
+  same('hexadecimal numbers', (await lookAll(hex)).map(([hit]) => hit.number),
+      some);
+  const begins = [...new Set(numbers.filter((n) => n.length > 3)
+      .map((n) => n.slice(0, -1)))];
+  for (const [i, hits] of (await lookAll(begins)).entries()) {
+    const wanted = values.filter(({ number }) =>
+      String(number).startsWith(begins[i]));
+    if (wanted.length > most) continue;
+    same(begins[i], hits.slice(0, wanted.length).map(({ url }) => url).sort(),
+        wanted.map(target).sort());
+  }
   assert.match(await page.textContent('#found'), /^\d+ found$/);
 });
 
-test('the search finds by name, however it is written', async () => {
-  await open('schema/gimbalMessage.html');
-  const all = [...messages, ...enums, ...values];
-  const urls = async (queries) =>
-    (await lookAll(queries)).map((hit) => hit.url);
-  const target = (element) => `${element.page}#${element.fullName}`;
-  assert.deepEqual(await urls(all.map((element) => element.fullName)),
-      all.map(target));
-  const count = new Map();
-  for (const { name } of all) {
-    count.set(name.toLowerCase(), (count.get(name.toLowerCase()) ?? 0) + 1);
-  }
-  const unique = all.filter(({ name }) => count.get(name.toLowerCase()) === 1);
-  assert.ok(unique.length > messages.length);
-  assert.deepEqual(await urls(unique.map((element) => element.name)),
-      unique.map(target));
-  const rotate = 'schema/gimbalMessage.html' +
-      '#zorvik.gimbal.UavGimbalRotateReqMessage';
-  for (const query of [
-    'type.googleapis.com/zorvik.gimbal.UavGimbalRotateReqMessage',
-    'zorvik::gimbal::UavGimbalRotateReqMessage',
-    'uavgimbalrotatereq', 'gimbal rotate req',
-  ]) {
-    assert.equal((await look(query)).url, rotate, query);
-  }
-  assert.match((await look('uavattitude()')).url, /\.uavAttitude$/);
-  assert.match((await look('streamMessage.proto')).url, /streamMessage\.html$/);
-});
+test('the search finds by name, however it is written, and by its beginning',
+    async () => {
+      await open('schema/gimbalMessage.html');
+      const all = [...messages, ...enums, ...values];
+      same('full names', await first(all.map(({ fullName }) => fullName)),
+          all.map(target));
+      const lower = all.map(({ name }) => name.toLowerCase());
+      const unique = all.filter((_, i) =>
+        lower.indexOf(lower[i]) === lower.lastIndexOf(lower[i]));
+      assert.ok(unique.length > messages.length);
+      same('names', await first(unique.map(({ name }) => name)),
+          unique.map(target));
+      const begins = unique.map(({ name }) => name.slice(0, 2) + name.slice(2, -2));
+      const found = await lookAll(begins);
+      same('beginnings of names', unique.filter((element, i) =>
+        !found[i].some(({ url }) => url === target(element)) &&
+        found[i].length < most).map(target), []);
+      for (const [query, hit] of [
+        ['type.googleapis.com/zorvik.gimbal.UavGimbalRotateReqMessage', 'Rotate'],
+        ['zorvik::gimbal::UavGimbalRotateReqMessage', 'Rotate'],
+        ['uavgimbalrotatereq', 'Rotate'], ['gimbal rotate req', 'Rotate'],
+        ['uavattitude()', '.uavAttitude'],
+        ['streamMessage.proto', 'schema/streamMessage.html'],
+      ]) {
+        const url = hit === 'Rotate' ? 'schema/gimbalMessage.html' +
+          '#zorvik.gimbal.UavGimbalRotateReqMessage' : hit;
+        assert.ok((await first([query]))[0].endsWith(url), query);
+      }
+    });
 
-test('the search finds by the words of comments, or says that it does not',
+test('the search finds by what is carried and by words, or says that it does not',
     async () => {
       await open('index.html');
-      assert.match((await look('pulse triggered')).url, /timeSyncMessage/);
+      const ids = values.filter(({ tags }) => tags.carries);
+      const carried = ids.map(({ tags }) =>
+        messages.find(({ fullName }) => fullName === tags.carries[0]));
+      const missing = (found, wanted) => wanted.filter((element, i) =>
+        !found[i].some(({ url }) => url === target(element))).map(target);
+      same('ids by their message', missing(
+          await lookAll(carried.map(({ name }) => name)), ids), []);
+      same('messages by their id', missing(
+          await lookAll(ids.map(({ name }) => name)), carried), []);
+      assert.match((await first(['pulse triggered']))[0], /timeSyncMessage/);
       await page.fill('#query', 'qqqq');
       assert.equal(await page.locator('#results [role="option"]').count(), 0);
       assert.match(await page.textContent('#results'), /Nothing/);
