@@ -11,7 +11,6 @@
 #include "gimbalMessage.pb.h"
 #include "inspect/printer.h"
 #include "inspect/wire.h"
-#include "loggerMessage.pb.h"
 #include "smcMessage.pb.h"
 #include "support/captured_log.h"
 #include "support/fill.h"
@@ -109,71 +108,6 @@ TEST_F(InspectTest, StopsAtContentsPackedTooDeep) {
     const auto fault = FaultOf(task.GetTypeName(), Encode(task));
     EXPECT_EQ(stops, depth > 100);
     EXPECT_EQ(!!fault, depth > 100);
-  }
-}
-
-// Whatever bytes a string holds.
-TEST_F(InspectTest, AgreesWithTheRuntimeOnText) {
-  const struct {
-    const char* hex;
-    bool valid;
-  } kTexts[] = {
-      {"", true},
-      {"00", true},
-      {"7f", true},
-      // The first and the last character of every length.
-      {"c2 80", true},
-      {"df bf", true},
-      {"e0 a0 80", true},
-      {"ef bf bf", true},
-      {"f0 90 80 80", true},
-      {"f4 8f bf bf", true},
-      // Longer than needed.
-      {"c0 80", false},
-      {"c1 bf", false},
-      {"e0 80 80", false},
-      {"e0 9f bf", false},
-      {"f0 80 80 80", false},
-      {"f0 8f bf bf", false},
-      // Surrogates, and their neighbours.
-      {"ed 9f bf", true},
-      {"ed a0 80", false},
-      {"ed af bf", false},
-      {"ed b0 80", false},
-      {"ed bf bf", false},
-      {"ed a0 80 ed b0 80", false},
-      {"ee 80 80", true},
-      // Above U+10FFFF.
-      {"f4 90 80 80", false},
-      {"f5 80 80 80", false},
-      {"f8 88 80 80 80", false},
-      {"fc 84 80 80 80 80", false},
-      {"fe", false},
-      {"ff", false},
-      // Cut short, at the end and in front of more text.
-      {"c2", false},
-      {"e0 a0", false},
-      {"f0 90 80", false},
-      {"c2 41", false},
-      {"e0 a0 41", false},
-      {"f0 90 80 41", false},
-      // A continuation without a beginning.
-      {"80", false},
-      {"41 bf", false},
-      {"c2 80 80", false},
-  };
-  const pb::Descriptor* log = zorvik::logger::logMessage::descriptor();
-  const int tag = zorvik::logger::logMessage::kContentFieldNumber << 3 | 2;
-  for (const auto& text : kTexts) {
-    for (const std::string before : {"", "text in front "}) {
-      const std::string content = before + FromHex(text.hex);
-      const std::string bytes = std::string{static_cast<char>(tag),
-                                            static_cast<char>(content.size())} +
-                                content;
-      Compare(log, bytes);
-      EXPECT_EQ(!FaultOf("zorvik.logger.logMessage", bytes), text.valid)
-          << text.hex;
-    }
   }
 }
 
