@@ -134,6 +134,11 @@ TEST_F(InspectTest, NamesThePlace) {
        "22 21 0a 1b 78 2f 7a 6f 72 76 69 6b 2e 70 6f 77 65 72 2e 6f 6e 4f 66 "
        "66 4d 65 73 73 61 67 65 12 02 65 72",
        33, "needs"},
+      // The last of two values counts.
+      {"channel.channelTopicMessage",
+       "22 25 0a 1b 78 2f 7a 6f 72 76 69 6b 2e 70 6f 77 65 72 2e 6f 6e 4f 66 "
+       "66 4d 65 73 73 61 67 65 12 02 08 01 12 02 08 80",
+       38, "inside a number"},
   };
   for (const auto& vector : kCases) {
     const auto fault =
