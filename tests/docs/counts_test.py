@@ -27,6 +27,7 @@ settled = [i for i in catalogue["ids"]
 
 path = pathlib.Path(readme)
 text = stated = path.read_text()
+wrong = []
 for before, number, after in (
     ("", len(catalogue["schemas"]), " protobuf schemas"),
     ("", len(catalogue["messages"]), " messages"),
@@ -35,11 +36,14 @@ for before, number, after in (
     (" of the ", len(topics["values"]), " topic types"),
 ):
     pattern = f"(?<={before})\\d+(?={after})".replace(" ", "\\s")
-    text, found = re.subn(pattern, str(number), text)
+    found = re.findall(pattern, text)
     if not found:
         sys.exit(f"{readme} does not say how many{after} there are")
+    wrong += [f"{n}{after}, not {number}".replace("\\d+ ", "")
+              for n in found if n != str(number)]
+    text = re.sub(pattern, str(number), text)
 if fix:
     path.write_text(text)
 elif text != stated:
-    sys.exit(f"{readme} has other counts than the catalogue; "
-             f"tests/docs/counts_test.py --fix writes them")
+    sys.exit(f"{readme} counts {'; '.join(wrong)}; "
+             f"tests/docs/counts_test.py --fix writes what the catalogue has")
