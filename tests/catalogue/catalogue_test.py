@@ -54,19 +54,23 @@ for kind, entries in kinds.items():
         if strict[kind].is_valid(without) and needed:
             faults.append(f"JSON Schema: a {kind} needs no {name}")
         for wrong in (None, "", [], {}):
-            if strict[kind].is_valid(entry | {name: wrong}) and not (
-                    wrong == entry[name] or name == "fields" and wrong == []):
-                faults.append(f"JSON Schema: {name} of a {kind} may be {wrong!r}")
+            if name == "fields" and wrong == [] or wrong == entry[name]:
+                continue
+            if strict[kind].is_valid(entry | {name: wrong}):
+                faults.append(
+                    f"JSON Schema: {name} of a {kind} may be {wrong!r}")
 
 # Members that exclude or need each other, at an id of the first kind.
 COMPONENT, SETTLED, OPEN = (
-    next(i for i in ids if (i["kind"] == "component", i.get("settled")) == which)
+    next(i for i in ids
+         if (i["kind"] == "component", i.get("settled")) == which)
     for which in ((True, None), (False, True), (False, False)))
 name = SETTLED["name"]
 for entry, change in (
         (COMPONENT, {"settled": False}), (COMPONENT, {"carries": name}),
-        (COMPONENT, {"pairs": name}), (COMPONENT, {"answer": {"message": name}}),
-        (COMPONENT, {"answers": [name]}), (SETTLED, {"settled": False}),
+        (COMPONENT, {"pairs": name}), (COMPONENT, {"answers": [name]}),
+        (COMPONENT, {"answer": {"message": name}}),
+        (SETTLED, {"settled": False}),
         (SETTLED, {"carries": "request"}), (SETTLED, {"pairs": name}),
         (SETTLED, {"schema": "a.proto"}), (SETTLED, {"kind": "subject"}),
         (SETTLED, {"number": 0}), (SETTLED, {"answers": [name, name]}),
@@ -122,7 +126,8 @@ for i in ids:
     if request:
         of = named(request[1], i)
         if of["name"] not in i.get("answers", []):
-            fault(f"the comment answers {of['name']}, which has another @answer_id")
+            fault(f"the comment answers {of['name']}, and its @answer_id "
+                  "is another")
         elif f" {request[2] or ''}" not in " ".join(of["comment"].split()):
             fault(f"the comment of {of['name']} does not say '{request[2]}'")
     elif "answers" in i and i["kind"] != "report":
@@ -148,8 +153,9 @@ elements |= {f"{m['name']}.{f['name']}": f for m in messages
 known = {"google.protobuf.Any", "type.googleapis.com", "SdCard", "IsValid",
          "channelTopicType_IsValid", "eUAV", "eUav"}
 known |= {s["package"] for s in catalogue["schemas"]}
-known |= {".".join(parts[i:]) for parts in (name.split(".") for name in elements)
-          for i in range(len(parts))}
+for name in elements:
+    parts = name.split(".")
+    known |= {".".join(parts[i:]) for i in range(len(parts))}
 for name, element in elements.items():
     text = " ".join([element["comment"], *element.get("open", [])])
     for word in re.findall(r"\w+(?:\.\w+)*", text):

@@ -100,7 +100,9 @@ function wireOf({ number, type, isMessage, repeated }) {
 function accessorsOf({ name, repeated, isMessage }) {
   const call = name.toLowerCase();
   const argument = isMessage ? '' : 'v';
-  if (repeated) return [`${call}(i)`, `${call}_size()`, `add_${call}(${argument})`];
+  if (repeated) {
+    return [`${call}(i)`, `${call}_size()`, `add_${call}(${argument})`];
+  }
   return isMessage ? [`${call}()`, `has_${call}()`, `mutable_${call}()`] :
     [`${call}()`, `set_${call}(v)`];
 }
@@ -175,7 +177,8 @@ export const vectors = readdirSync(vectorDirectory)
 // Those of a field's accessors that the generated class does not have.
 export function missingAccessors(field) {
   const header = read(field.owner.header, generated);
-  const start = header.search(new RegExp(`^class ${field.owner.name} final`, 'm'));
+  const start = header.search(
+      new RegExp(`^class ${field.owner.name} final`, 'm'));
   const text = header.slice(start, header.indexOf('\n};', start));
   return accessorsOf(field).filter((call) =>
     !new RegExp(`\\b${call.split('(')[0]}\\(`).test(text));

@@ -92,8 +92,9 @@ test('pages load nothing else, and every link has a target', async () => {
 // stands for the full name of its target, which its text has to end.
 const linesOfPage = () => page.evaluate(() => {
   const squeeze = (text) => text.replace(/\s+/g, '');
-  const words = (node) => node.textContent.replace(/\s+/g, ' ').trim();
-  const anchor = (link) => decodeURIComponent(link.hash.slice(1));
+  const words = (node) =>
+    (node?.textContent ?? '').replace(/\s+/g, ' ').trim();
+  const anchor = (link) => decodeURIComponent(link?.hash.slice(1) ?? '');
   const target = (link) => anchor(link).endsWith(words(link)) ? anchor(link) :
     `${anchor(link)} as ${words(link)}`;
   const all = (node, selector) => [...node.querySelectorAll(selector)];
@@ -101,7 +102,7 @@ const linesOfPage = () => page.evaluate(() => {
   const opens = (node) => all(node, 'p.open').map(
       (p) => `open: ${squeeze(p.textContent).replace('Leftopen', '')}`);
   // The comment, which stands before the facts and what is open.
-  const comment = (node) => squeeze([...node.childNodes].filter((child) =>
+  const comment = (node) => squeeze([...node?.childNodes ?? []].filter((child) =>
     !child.matches?.('.fact, .open')).map((c) => c.textContent).join(''));
   const facts = (node) => all(node, '.facts > div')
       .map((fact) => [words(fact.querySelector('dt')), fact.querySelector('dd')])
@@ -110,7 +111,8 @@ const linesOfPage = () => page.evaluate(() => {
         all(dd, 'a').map((a) => row(a.parentNode.querySelector('.number')
             ?.textContent, target(a)).replace(' | ', ' ')).join(' ') :
         words(dd).replace(/\u200b/g, '')));
-  const named = (node, label) => all(node, 'a').map((a) => `${label}: ${target(a)}`);
+  const named = (node, label) =>
+    all(node, 'a').map((a) => `${label}: ${target(a)}`);
   const field = (tr) => row(
       words(tr.querySelector('.num')), target(tr.querySelector('.self')),
       tr.querySelector('.repeated') && 'repeated',
@@ -123,7 +125,8 @@ const linesOfPage = () => page.evaluate(() => {
   const value = (tr) => row(
       words(tr.querySelector('.num')), target(tr.querySelector('th a')),
       comment(tr.querySelector('.meaning')), ...opens(tr),
-      ...all(tr, '.meaning > .fact').map((p) => `schema: ${words(p).split(' ')[1]}`),
+      ...all(tr, '.meaning > .fact').map(
+          (p) => `schema: ${words(p).split(' ')[1]}`),
       ...all(tr, '.carries').flatMap((td) =>
         named(td, td.querySelector('.fact') ? 'pairs' : 'carries')),
       ...all(tr, '.answer > a').map((a) => `answer: ${target(a)}`),
@@ -252,7 +255,8 @@ test('examples show the vectors, and what each byte means', async () => {
         parts: [...node.querySelectorAll('.part')].map(words),
         rows: [...node.querySelectorAll('.parts tbody tr')].map((row) => ({
           at: Number(row.cells[0].textContent),
-          bytes: [1, 2, 3].map((i) => words(row.cells[i])).filter(Boolean).join(' '),
+          bytes: [1, 2, 3].map((i) => words(row.cells[i])).filter(Boolean)
+              .join(' '),
           name: words(row.cells[4]),
           reads: words(row.cells[5].children[0]),
           named: words(row.cells[5].children[1]),
