@@ -85,5 +85,8 @@ void Capture::Add(const sockaddr_in& from, const sockaddr_in& to,
          &bytes);
   Append(ip, &bytes);
   Append(udp, &bytes);
-  file_ << bytes << datagram << std::flush;
+  if (!(file_ << bytes << datagram << std::flush)) {
+    throw std::system_error(errno, std::generic_category(),
+                            "cannot write the capture file");
+  }
 }

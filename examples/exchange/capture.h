@@ -14,6 +14,7 @@ class Capture {
   // Overwrites the file. Throws std::system_error when it cannot be written.
   explicit Capture(const std::string& path);
 
+  // Throws std::system_error when the file takes no more.
   void Add(const sockaddr_in& from, const sockaddr_in& to,
            const std::string& datagram);
 

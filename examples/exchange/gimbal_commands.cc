@@ -115,8 +115,7 @@ class Commander {
   template <typename T>
   typename topics::TopicOf<T>::Content Receive() {
     const std::string topic = TopicName(topics::TopicOf<T>::kType);
-    const std::optional<Datagram> datagram =
-        socket_.Receive(std::chrono::seconds(2));
+    const std::optional<Datagram> datagram = socket_.Receive(kPatience);
     if (!datagram) {
       throw std::runtime_error("waited for " + topic +
                                " and nothing came: the gimbal is not there, "

@@ -55,14 +55,14 @@ void Discover(ServiceLink* link) {
   broadcast.set_client_random(RandomNumber());
   const Subject kBroadcast = Request(COMPONENT_ID_DISCOVERY,
                                      discovery::SERVICE_ID_DISCOVERY_BROADCAST);
+  const Subject kServer =
+      Answer(COMPONENT_ID_DISCOVERY, discovery::SERVICE_ID_DISCOVERY_BROADCAST);
   discovery::addrServer server;
   int tries = 10;
   do {  // A broadcast is repeated until it is answered.
     if (tries-- == 0) throw std::runtime_error("no address server answers");
     link->Send(kBroadcast, broadcast);
-  } while (!link->TryReceive(
-      Answer(COMPONENT_ID_DISCOVERY, discovery::SERVICE_ID_DISCOVERY_BROADCAST),
-      &server, std::chrono::milliseconds(500)));
+  } while (!link->TryReceive(kServer, &server, std::chrono::milliseconds(500)));
   if (server.client_random() != broadcast.client_random()) {
     throw std::runtime_error("the server answers another broadcast");
   }
@@ -73,8 +73,14 @@ void Discover(ServiceLink* link) {
   link->Send(
       Request(COMPONENT_ID_DISCOVERY, discovery::SERVICE_ID_DISCOVERY_REQUEST),
       request);
+  // A late server answers each broadcast.
+  while (link->IsNext(kServer)) link->Expect<discovery::addrServer>(kServer);
   const auto grant = link->Expect<discovery::addrResponse>(
       Answer(COMPONENT_ID_DISCOVERY, discovery::SERVICE_ID_DISCOVERY_REQUEST));
+  if (grant.client_random() != request.client_random() ||
+      grant.server_random() != request.server_random()) {
+    throw std::runtime_error("the grant belongs to another discovery");
+  }
   link->transcript().Say("has the address " + grant.ip_addr());
 }
 
@@ -150,7 +156,7 @@ void AlignClock(ServiceLink* link) {
 // 5. Serve gimbal commands until the link has something else to say.
 void ServeGimbal(UdpSocket* socket, ServiceLink* link) {
   Gimbal gimbal(link->transcript());
-  while (socket->IsFirst(link->socket(), std::chrono::seconds(2))) {
+  while (socket->IsFirst(link->socket(), kPatience)) {
     const std::optional<Datagram> datagram =
         socket->Receive(std::chrono::seconds(0));
     ChannelSender sender(
@@ -190,8 +196,12 @@ void Upload(ServiceLink* link) {
   upload.set_session_name("calibration-1");
   link->Send(Request(COMPONENT_ID_STREAM, stream::SERVICE_ID_STREAM_UPLOAD),
              upload);
-  link->Expect<stream::responseUpload>(
+  const auto accepted = link->Expect<stream::responseUpload>(
       Answer(COMPONENT_ID_STREAM, stream::SERVICE_ID_STREAM_UPLOAD));
+  if (accepted.session_size() < 1 ||
+      accepted.session_size() > upload.session_size()) {
+    throw std::runtime_error("the pieces are to be of a size not offered");
+  }
 
   size_t sent = 0;
   stream::responseData piece;  // Keeps its memory from piece to piece.
@@ -199,8 +209,9 @@ void Upload(ServiceLink* link) {
     const auto wanted = link->Expect<stream::requestData>(
         Request(COMPONENT_ID_STREAM, stream::SERVICE_ID_STREAM_REQUEST));
     // Offsets come from the other side: never trust them with a pointer.
-    if (wanted.session() != upload.session_name() || wanted.length() <= 0 ||
-        wanted.offset() < 0 || wanted.offset() >= upload.stream_size()) {
+    if (wanted.session() != upload.session_name() || wanted.length() < 1 ||
+        wanted.length() > accepted.session_size() || wanted.offset() < 0 ||
+        wanted.offset() >= upload.stream_size()) {
       throw std::runtime_error("asked for a piece that does not exist");
     }
     piece.set_offset(wanted.offset());
@@ -225,6 +236,9 @@ void Upload(ServiceLink* link) {
              digest);
   const auto finish = link->Expect<stream::finishSession>(
       Request(COMPONENT_ID_STREAM, stream::SERVICE_ID_STREAM_FINISH));
+  if (finish.session_name() != upload.session_name()) {
+    throw std::runtime_error("the receiver closes another session");
+  }
   link->transcript().Say("closes " + finish.session_name() + ": " +
                          finish.finish_desc());
 }
@@ -242,19 +256,27 @@ void WriteLog(ServiceLink* link, int payload_id) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  return RunWithPort(argc, argv, [](uint16_t port) {
+  return RunWithPort(argc, argv, 1, [](uint16_t port) {
     const Transcript transcript("gimbal");
     ServiceLink link(0, transcript);
     link.Connect(LocalAddress(port));
     UdpSocket channel(0);
 
+    transcript.Begin(Stage::kAddress);
     Discover(&link);
+    transcript.Begin(Stage::kHandshake);
     ShakeHands(&link, channel.port());
+    transcript.Begin(Stage::kRegistration);
     const int payload_id = Register(&link);
+    transcript.Begin(Stage::kClock);
     AlignClock(&link);
+    transcript.Begin(Stage::kCommands);
     ServeGimbal(&channel, &link);
+    transcript.Begin(Stage::kTelemetry);
     ReadTelemetry(&link);
+    transcript.Begin(Stage::kFile);
     Upload(&link);
+    transcript.Begin(Stage::kLog);
     WriteLog(&link, payload_id);
   });
 }

@@ -40,16 +40,19 @@ constexpr int kLargestPiece = 1000;
 
 // 1. Grant an address to the node that asks for one.
 void GrantAddress(ServiceLink* link) {
-  const auto broadcast = link->Expect<discovery::addrDiscovery>(
-      Request(COMPONENT_ID_DISCOVERY,
-              discovery::SERVICE_ID_DISCOVERY_BROADCAST),
-      std::chrono::seconds(10));
-  discovery::addrServer server;
-  server.set_client_random(broadcast.client_random());
-  server.set_server_random(kServerRandom);
-  link->Send(
-      Answer(COMPONENT_ID_DISCOVERY, discovery::SERVICE_ID_DISCOVERY_BROADCAST),
-      server);
+  const Subject kBroadcast = Request(COMPONENT_ID_DISCOVERY,
+                                     discovery::SERVICE_ID_DISCOVERY_BROADCAST);
+  discovery::addrDiscovery broadcast;
+  do {  // The node repeats its broadcast until it has the answer.
+    broadcast = link->Expect<discovery::addrDiscovery>(
+        kBroadcast, std::chrono::seconds(10));
+    discovery::addrServer server;
+    server.set_client_random(broadcast.client_random());
+    server.set_server_random(kServerRandom);
+    link->Send(Answer(COMPONENT_ID_DISCOVERY,
+                      discovery::SERVICE_ID_DISCOVERY_BROADCAST),
+               server);
+  } while (link->IsNext(kBroadcast));
 
   const auto request = link->Expect<discovery::addrRequest>(
       Request(COMPONENT_ID_DISCOVERY, discovery::SERVICE_ID_DISCOVERY_REQUEST));
@@ -83,6 +86,8 @@ Address ShakeHands(ServiceLink* link) {
   if (sync.source_port() < 1 || sync.source_port() > 65535) {
     throw std::runtime_error("the node names a port that cannot be");
   }
+  link->transcript().Say("finds the gimbal on UDP port " +
+                         std::to_string(sync.source_port()));
   return LocalAddress(static_cast<uint16_t>(sync.source_port()));
 }
 
@@ -183,13 +188,13 @@ void TakeFile(ServiceLink* link) {
   SHA256Data(reinterpret_cast<const uint8_t*>(file.data()), file.size(),
              hex.data());
   if (digest.digest_type() != stream::STREAM_DIGEST_SHA256 ||
-      digest.digest_data() != hex.data()) {
+      digest.digest_data() != hex.data() ||
+      digest.session_name() != upload.session_name()) {
     throw std::runtime_error("the file and its digest do not fit");
   }
   stream::finishSession finish;
   finish.set_session_name(upload.session_name());
-  finish.set_finish_desc(upload.stream_name() + " verified, " +
-                         std::to_string(file.size()) + " bytes");
+  finish.set_finish_desc(std::to_string(file.size()) + " bytes verified");
   link->Send(Request(COMPONENT_ID_STREAM, stream::SERVICE_ID_STREAM_FINISH),
              finish);
 }
@@ -199,24 +204,34 @@ void ReadLog(ServiceLink* link) {
   const auto log = link->Expect<logger::logMessage>(
       Report(COMPONENT_ID_LOGGER, logger::LOGGER_REPORT_WRITE));
   link->transcript().Say("logs for payload " +
-                         std::to_string(log.payload_id()) + ", " +
-                         log.payload_name() + ": " + log.content());
+                         std::to_string(log.payload_id()) + ": " +
+                         log.content());
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  return RunWithPort(argc, argv, [](uint16_t port) {
+  return RunWithPort(argc, argv, 0, [](uint16_t port) {
     const Transcript transcript("ground");
     ServiceLink link(port, transcript);
+    transcript.Say("listens on UDP port " +
+                   std::to_string(link.socket().port()));
 
+    transcript.Begin(Stage::kAddress);
     GrantAddress(&link);
+    transcript.Begin(Stage::kHandshake);
     const Address gimbal = ShakeHands(&link);
+    transcript.Begin(Stage::kRegistration);
     RegisterPayload(&link);
+    transcript.Begin(Stage::kClock);
     ServeTime(&link);
-    CommandGimbal(gimbal, transcript);  // 5.
+    transcript.Begin(Stage::kCommands);
+    CommandGimbal(gimbal, transcript);
+    transcript.Begin(Stage::kTelemetry);
     PublishTelemetry(&link);
+    transcript.Begin(Stage::kFile);
     TakeFile(&link);
+    transcript.Begin(Stage::kLog);
     ReadLog(&link);
   });
 }

@@ -12,6 +12,9 @@ constexpr int kGimbalNode = 9;
 constexpr int kThrowerNode = 10;
 constexpr int kTracerNode = 11;
 
+// How long a node waits for what the other one has to send next.
+constexpr std::chrono::seconds kPatience(5);
+
 // This example's own choice: every timestamp is in microseconds since 1970, by
 // the system's clock.
 inline int64_t Now() {

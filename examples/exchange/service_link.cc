@@ -1,6 +1,7 @@
 #include "service_link.h"
 
 #include <stdexcept>
+#include <utility>
 
 namespace {
 
@@ -17,6 +18,10 @@ std::string Header(const Subject& subject) {
   Append16(subject.component, &bytes);
   Append16(subject.id, &bytes);
   return bytes;
+}
+
+bool IsAbout(const Datagram& datagram, const Subject& subject) {
+  return datagram.bytes.compare(0, kHeaderSize, Header(subject)) == 0;
 }
 
 const char* NameOf(Kind kind) {
@@ -54,21 +59,31 @@ void ServiceLink::Send(const Subject& subject,
 bool ServiceLink::TryReceive(const Subject& subject,
                              google::protobuf::Message* message,
                              std::chrono::milliseconds wait) {
-  const std::optional<Datagram> datagram = socket_.Receive(wait);
-  if (!datagram) return false;
-  if (datagram->bytes.compare(0, kHeaderSize, Header(subject)) != 0) {
+  if (!HasNext(wait)) return false;
+  const Datagram datagram = *std::exchange(next_, std::nullopt);
+  if (!IsAbout(datagram, subject)) {
     throw std::runtime_error("something else than " + subject.name +
                              " arrived");
   }
-  const char* encoded = datagram->bytes.data() + kHeaderSize;
+  const char* encoded = datagram.bytes.data() + kHeaderSize;
   if (!message->ParseFromArray(
-          encoded, static_cast<int>(datagram->bytes.size() - kHeaderSize))) {
+          encoded, static_cast<int>(datagram.bytes.size() - kHeaderSize))) {
     throw std::runtime_error(subject.name + " does not hold a " +
                              message->GetTypeName());
   }
-  peer_ = datagram->from;
-  transcript_.Say("received " + subject.name + ": " + message->GetTypeName());
+  peer_ = datagram.from;
+  transcript_.Received(subject.name, *message);
   return true;
+}
+
+bool ServiceLink::HasNext(std::chrono::milliseconds wait) {
+  if (!next_) next_ = socket_.Receive(wait);
+  return next_.has_value();
+}
+
+bool ServiceLink::IsNext(const Subject& subject,
+                         std::chrono::milliseconds wait) {
+  return HasNext(wait) && IsAbout(*next_, subject);
 }
 
 void ServiceLink::ThrowNothingCame(const Subject& subject) {

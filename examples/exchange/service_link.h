@@ -16,6 +16,7 @@
 #include <optional>
 #include <string>
 
+#include "nodes.h"
 #include "transcript.h"
 #include "uavComponentID.pb.h"
 #include "udp_socket.h"
@@ -69,10 +70,15 @@ class ServiceLink {
   void Connect(const Address& peer) { peer_ = peer; }
   void Send(const Subject& subject, const google::protobuf::Message& message);
 
+  // Whether the next datagram, which has to come in time, is about exactly this
+  // subject. It stays the next one.
+  bool IsNext(const Subject& subject,
+              std::chrono::milliseconds wait = kPatience);
+
   // Waits for a message about exactly this subject.
   template <typename Message>
   Message Expect(const Subject& subject,
-                 std::chrono::milliseconds wait = std::chrono::seconds(2)) {
+                 std::chrono::milliseconds wait = kPatience) {
     Message message;
     if (!TryReceive(subject, &message, wait)) ThrowNothingCame(subject);
     return message;
@@ -88,9 +94,13 @@ class ServiceLink {
  private:
   [[noreturn]] static void ThrowNothingCame(const Subject& subject);
 
+  // The next datagram, or none when the time is over.
+  bool HasNext(std::chrono::milliseconds wait);
+
   UdpSocket socket_;
   Transcript transcript_;
   std::optional<Address> peer_;
+  std::optional<Datagram> next_;
 };
 
 #endif  // EXAMPLES_EXCHANGE_SERVICE_LINK_H_

@@ -30,6 +30,7 @@ local function find(component, id, is_service)
       end
     end
   end
+  found.known = found.name ~= nil
   found.name = found.name or "id " .. id
   return found
 end
@@ -54,6 +55,18 @@ function link.dissector(buffer, pinfo, tree)
   pinfo.cols.info = subject.name .. " (" .. (kinds[kind] or kind) .. "): " .. (message or "open")
   return buffer:len()
 end
+
+-- On any port: a header whose numbers all have names.
+link:register_heuristic("udp", function(buffer, pinfo, tree)
+  if buffer:len() < 6 then return false end
+  local kind, component = kinds[buffer(0, 2):uint()], buffer(2, 2):uint()
+  if not kind or not find(component, buffer(4, 2):uint(), kind ~= "report").known then
+    return false
+  end
+  pinfo.conversation = link
+  link.dissector(buffer, pinfo, tree)
+  return true
+end)
 
 local udp_ports = DissectorTable.get("udp.port")
 local ports = link.prefs.ports

@@ -49,7 +49,8 @@ UdpSocket::UdpSocket(uint16_t port) : fd_(Opened()) {
     const int reason = errno;
     close(fd_);
     errno = reason;
-    Fail("cannot use UDP port " + std::to_string(port));
+    Fail("cannot use UDP port " + std::to_string(port) +
+         " (--port chooses another)");
   }
 }
 
