@@ -2,8 +2,8 @@
 #
 #   source "$(dirname "${BASH_SOURCE[0]}")/lib/common.sh"
 #
-# which makes the root of the project the working directory. With --help as the
-# first argument the script prints its opening comment and ends.
+# which makes the root of the project the working directory. With --help among the
+# arguments the script prints its opening comment and ends.
 # shellcheck shell=bash
 set -euo pipefail
 
@@ -12,15 +12,22 @@ called_from=$PWD
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 script=$(basename "$0")
 
-if [[ ${1:-} == --help || ${1:-} == -h ]]; then
-  awk 'NR > 1 { if (!/^#/) exit; sub(/^# ?/, ""); print }' "scripts/$script"
-  exit 0
-fi
+for argument in "$@"; do
+  if [[ $argument == --help || $argument == -h ]]; then
+    awk 'NR > 1 { if (!/^#/) exit; sub(/^# ?/, ""); print }' "scripts/$script"
+    exit 0
+  fi
+done
 
 # Ends the script: the one line says what is wrong with its arguments.
 wrong_use() {
   echo "$script: $1; see scripts/$script --help" >&2
   exit 2
+}
+
+# is_number TEXT LOWEST HIGHEST   whether the text is a number of these
+is_number() {
+  [[ $1 =~ ^[0-9]{1,9}$ ]] && ((10#$1 >= $2 && 10#$1 <= $3))
 }
 
 # no_arguments "$@"
