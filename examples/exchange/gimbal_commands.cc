@@ -134,7 +134,7 @@ class Commander {
   }
 
   void ExpectSilence() {
-    if (socket_.Receive(std::chrono::milliseconds(100))) {
+    if (socket_.Receive(std::chrono::milliseconds(200))) {
       throw std::runtime_error("the gimbal answers what it cannot understand");
     }
   }
