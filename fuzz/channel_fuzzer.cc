@@ -66,6 +66,7 @@ void Receive(const channelTopicMessage& envelope, bool sampled) {
               received.data().UnpackTo(direct.get()) &&
               direct->SerializeAsString() == payload->SerializeAsString(),
           "receiving again", received);
+  Pass("content", *payload);
 }
 
 }  // namespace

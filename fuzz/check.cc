@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -81,25 +82,25 @@ size_t SampleInterval() {
   return interval;
 }
 
-std::set<const pb::Descriptor*>& CheckedTypes();
+// The types of messages that passed each check.
+using Passed = std::map<std::string, std::set<const pb::Descriptor*>>;
 
-void PrintCheckedTypes() {
-  const size_t all = Messages().size();
-  const size_t checked = CheckedTypes().size();
-  if (checked == all) {
-    std::fprintf(stderr, "all %zu messages had all checks\n", all);
-  } else {
-    std::fprintf(stderr, "%zu of %zu messages had all checks\n", checked, all);
+Passed& PassedChecks();
+
+void PrintPassedByAll() {
+  std::string names;
+  for (const auto& [name, types] : PassedChecks()) {
+    if (types.size() == Messages().size()) names += ' ' + name;
   }
+  std::fprintf(stderr, "all messages passed:%s.\n", names.c_str());
 }
 
-// The types of messages that had all checks, printed at the end.
-std::set<const pb::Descriptor*>& CheckedTypes() {
-  static auto* types = [] {
-    std::atexit(PrintCheckedTypes);
-    return new std::set<const pb::Descriptor*>();
+Passed& PassedChecks() {
+  static auto* passed = [] {
+    std::atexit(PrintPassedByAll);
+    return new Passed();
   }();
-  return *types;
+  return *passed;
 }
 
 }  // namespace
@@ -109,6 +110,10 @@ void Require(bool condition, const char* what, const pb::Message& message) {
   std::fprintf(stderr, "%s fails: %s\n%s\n", message.GetTypeName().c_str(),
                what, message.DebugString().c_str());
   std::abort();
+}
+
+void Pass(const char* check, const pb::Message& message) {
+  PassedChecks()[check].insert(message.GetDescriptor());
 }
 
 bool IsSampled(std::string_view input) {
@@ -134,6 +139,7 @@ void CheckBytes(const pb::Message& message) {
   Require(parsed->ParseFromString(bytes + bytes), "parsing twice", message);
   Require(parsed->SerializeAsString() == on_arena->SerializeAsString(), "merge",
           message);
+  Pass("bytes", message);
 }
 
 void CheckFields(const pb::Message& message) {
@@ -144,6 +150,7 @@ void CheckFields(const pb::Message& message) {
   // What logs show: it looks into payloads and unknown fields.
   Require(message.DebugString().empty() == (message.ByteSizeLong() == 0),
           "text for people", message);
+  Pass("fields", message);
 }
 
 void CheckText(const pb::Message& known) {
@@ -153,6 +160,7 @@ void CheckText(const pb::Message& known) {
   Require(pb::TextFormat::ParseFromString(text, parsed.get()), "reading text",
           known);
   Require(AreSame(*parsed, known, MessageDifferencer::EQUAL), "text", known);
+  Pass("text", known);
 }
 
 void CheckJson(const pb::Message& known) {
@@ -170,6 +178,7 @@ void CheckJson(const pb::Message& known) {
   // JSON's zero has no sign, so negative zero comes back as nothing.
   Require(AreSame(*parsed, *plain, MessageDifferencer::EQUIVALENT), "JSON",
           known);
+  Pass("JSON", known);
 }
 
 void CheckForms(const pb::Message& message, bool sampled) {
@@ -180,5 +189,4 @@ void CheckForms(const pb::Message& message, bool sampled) {
   known->DiscardUnknownFields();
   CheckText(*known);
   CheckJson(*known);
-  CheckedTypes().insert(message.GetDescriptor());
 }
