@@ -29,8 +29,8 @@ std::set<int>& PassedTopics() {
 void SayWhetherAllPassed() {
   size_t settled = 0;
   ForEachSettledTopic([&](auto) { ++settled; });
-  std::fprintf(stderr, "%s settled topics passed\n",
-               PassedTopics().size() < settled ? "not all" : "all");
+  std::fprintf(stderr, "%s settled topics have passed\n",
+               PassedTopics().size() < settled ? "only some" : "all");
 }
 
 template <typename Topic>
