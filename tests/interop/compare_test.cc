@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <map>
+#include <set>
 
 #include "interop/cases.h"
 #include "positionMessage.pb.h"
@@ -47,6 +49,33 @@ std::string Report(const Case& item, const Answer& answer,
 void ExpectMentions(const std::string& report, const std::string& text) {
   EXPECT_NE(report.find(text), std::string::npos)
       << "no \"" << text << "\" in: " << report;
+}
+
+// The cases themselves: every field of every message is set in some of them, at
+// random in others, and most have a form in JSON.
+TEST(InteropCases, ReachEveryFieldInEveryForm) {
+  std::map<const pb::Descriptor*, std::set<std::string>> random, json;
+  std::map<std::string, std::set<const pb::FieldDescriptor*>> set;
+  for (const Case& item : Cases(VECTOR_DIR)) {
+    const std::string origin = item.origin.substr(0, item.origin.find(' '));
+    if (origin == "random") random[item.type].insert(item.bytes);
+    if (!item.json.empty()) json[item.type].insert(item.json);
+    if (item.message == nullptr) continue;
+    std::vector<const pb::FieldDescriptor*> fields;
+    item.message->GetReflection()->ListFields(*item.message, &fields);
+    set[origin].insert(fields.begin(), fields.end());
+    if (!item.json.empty()) set["json"].insert(fields.begin(), fields.end());
+  }
+  for (const pb::Descriptor* type : Messages()) {
+    EXPECT_GE(random[type].size(), 3u) << type->full_name();
+    EXPECT_GE(json[type].size(), 3u) << type->full_name();
+    for (int i = 0; i < type->field_count(); ++i) {
+      for (const char* origin : {"vector", "fill", "random", "json"}) {
+        EXPECT_EQ(set[origin].count(type->field(i)), 1u)
+            << origin << " does not set " << type->field(i)->full_name();
+      }
+    }
+  }
 }
 
 TEST(InteropCompare, IsContentWithWhatTheLibraryWrites) {

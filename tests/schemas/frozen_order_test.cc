@@ -31,7 +31,10 @@ void ExpectOrder(const Declarations& frozen, const Declarations& now) {
       is.push_back(name);
     }
   }
-  EXPECT_EQ(is, was);
+  ASSERT_EQ(is.size(), was.size());
+  for (size_t i = 0; i < is.size(); ++i) {
+    ASSERT_EQ(is[i], was[i]) << "at place " << i;
+  }
 }
 
 template <typename Declaration>
