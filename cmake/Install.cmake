@@ -54,6 +54,8 @@ install(FILES
 # Wherever the files are installed or moved to, they find each other.
 file(RELATIVE_PATH ZorvikPBProto_PREFIX_FROM_PKGCONFIG
   /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+string(REGEX REPLACE "/$" "" ZorvikPBProto_PREFIX_FROM_PKGCONFIG
+  ${ZorvikPBProto_PREFIX_FROM_PKGCONFIG})
 configure_file(cmake/ZorvikPBProto.pc.in ZorvikPBProto.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ZorvikPBProto.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig

@@ -2,8 +2,8 @@
 #
 # The library inside another project: built optimised though no build type is
 # named, whole though that project hides symbols and optimises at link time,
-# without a warning though that project asks for all of them, and rebuilt exactly
-# as far as an edited schema reaches.
+# without a warning though that project asks for all of them, installed with it, and
+# rebuilt exactly as far as an edited schema reaches.
 file(REMOVE_RECURSE ${WORK_DIR})
 file(COPY ${CMAKE_CURRENT_LIST_DIR}/subproject/ DESTINATION ${WORK_DIR})
 file(COPY ${SOURCE_DIR}/CMakeLists.txt ${SOURCE_DIR}/cmake ${SOURCE_DIR}/proto
@@ -32,12 +32,25 @@ foreach(command IN LISTS commands)
     message(FATAL_ERROR "not as the library wants to be compiled: ${command}")
   endif()
 endforeach()
+# Nor do warnings of the headers concern that project.
+file(STRINGS ${build}/compile_commands.json command REGEX "\"command\".*program\\.cc")
+if(NOT command MATCHES "-isystem [^ ]*/generated ")
+  message(FATAL_ERROR "the headers are not those of a system: ${command}")
+endif()
 
-# Expects that an edit of the schema regenerates and recompiles the modules of
-# the given schemas, and none else.
+# It was asked for the install rules, and not for the catalogue.
+run(${CMAKE_COMMAND} --install ${build} --prefix ${WORK_DIR}/installed)
+run(sh -c [[cd "$1" && find . ! -type d -printf "%P\n" | "$2" lib runtime development]]
+  sh ${WORK_DIR}/installed ${SOURCE_DIR}/tests/build/compare_installed)
+
+# Expects that an edit of the schema regenerates the descriptor set, regenerates
+# and recompiles the modules of the given schemas, and none else.
 function(expect_rebuilt schema)
   file(TOUCH ${WORK_DIR}/library/proto/${schema}.proto)
   run(${CMAKE_COMMAND} --build ${build} -- -n)
+  if(NOT output MATCHES "Generating ZorvikPBProto\\.binpb")
+    message(FATAL_ERROR "an edit of ${schema}.proto leaves the descriptor set as it was")
+  endif()
   foreach(step "Generating ([A-Za-z]+)\\.pb\\.cc" "Building CXX object [^ ]*/([A-Za-z]+)\\.pb\\.cc\\.o")
     string(REGEX MATCHALL "${step}" lines "${output}")
     list(TRANSFORM lines REPLACE "${step}" "\\1")
