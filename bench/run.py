@@ -111,14 +111,15 @@ def summary(times, rival):
 
 
 def measure_advice(args, libraries):
-    program = f"{args.build}/bench/advice_bench"
-    times = {}
+    times, allocations = {}, {}
     for _ in progress("advice", args.rounds):
-        for key, entry in run(program, libraries["library"],
+        for key, entry in run(f"{args.build}/bench/advice_bench", libraries["library"],
                               f"--benchmark_min_time={args.slice}").items():
             _, name, way = key.split("/")
             times.setdefault(name, {}).setdefault(way, []).append(entry["cpu_time"])
-    return {name: compared(ways, "after", "before") for name, ways in times.items()}
+            allocations.setdefault(name, {})[way] = round(entry["allocations"])
+    return {name: {**compared(ways, "after", "before"), "allocations": allocations[name]}
+            for name, ways in times.items()}
 
 
 def output_of(*command):
@@ -189,10 +190,8 @@ def main():
     args = parser.parse_args()
     args.peers = args.rival == "stock"
     args.build = os.path.realpath(args.build)
-    soname = "libZorvikPBProto.so.2"
-    libraries = {"library": os.path.realpath(f"{args.build}/{soname}"),
-                 args.rival: os.path.realpath(f"{args.build}/bench/{args.rival}/{soname}")}
-
+    libraries = {name: os.path.realpath(f"{args.build}{folder}/libZorvikPBProto.so.2") for name, folder
+                 in (("library", ""), (args.rival, f"/bench/{args.rival}"))}
     if filecmp.cmp(*libraries.values(), shallow=False):
         sys.exit(f"run: the library and the {args.rival} build are the same file")
     os.sync()  # Pages of a new file that are not yet written would count as private.

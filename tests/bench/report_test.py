@@ -1,0 +1,184 @@
+"""The report of the benchmarks: with synthetic figures, every ratio has to be the
+right way round, of the two libraries, and within a round, and a report with a
+fault has to be refused. Takes the folder of the benchmarks and the document."""
+
+import copy
+import io
+import json
+import os
+import pathlib
+import re
+import sys
+import tempfile
+import unittest
+from contextlib import redirect_stderr
+from unittest import mock
+
+FOLDER, DOCUMENT = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2])
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(FOLDER))
+import report  # pylint: disable=wrong-import-position
+import run  # pylint: disable=wrong-import-position
+
+SONAME = "libZorvikPBProto.so.2"
+# Three rounds. The ratio of the medians is another number than the median of the
+# ratios, and no ratio is its own inverse.
+ENCODE = {"library": (100, 180, 300), "stock": (200, 200, 600)}
+DECODE = {"library": (300, 200, 100), "stock": (100, 100, 100)}
+ADVICE = {"before": (100, 200, 400), "after": (50, 20, 200)}
+ALLOCATIONS = {"before": 3, "after": 1}
+MACHINE = dict.fromkeys(("processor", "cores", "system", "compiler", "protobuf"), "any")
+
+
+def codec_figures(library, turn):
+    """What codec_bench says in a round."""
+    figures = {}
+    for number, message in enumerate(report.MESSAGES):
+        figures[f"copy/{message}/copy"] = {"cpu_time": 7}
+        for direction, times in (("encode", ENCODE), ("decode", DECODE)):
+            time = times[library][turn]
+            by_codec = {"naive": time, "protozero": 400, "nanopb": 500,
+                        "recommended": time / 2 if library == "library" else time}
+            if message == report.TOPICS:
+                by_codec["topics"] = 50
+            for codec, value in by_codec.items():
+                figures[f"{direction}/{message}/{codec}"] = {"cpu_time": value}
+                if direction == "encode":
+                    figures[f"{direction}/{message}/{codec}"]["bytes"] = 10 + number
+    return figures
+
+
+def load_figures(library, nanoseconds):
+    factor = {"library": 1, "stock": 4}[library]
+    return {"load/dlopen/iterations:1/manual_time": {
+                "real_time": factor * nanoseconds, "resident": factor * 5000,
+                "private": factor * 6000},
+            "load/first_descriptor/iterations:1/manual_time": {
+                "real_time": factor * 3e6}}
+
+
+class Programs:
+    """Stands in for the processes."""
+
+    def __init__(self):
+        self.turns = {}
+
+    def run(self, program, path, *options):
+        library = "stock" if path.endswith(f"/bench/stock/{SONAME}") else "library"
+        name = os.path.basename(program)
+        turn = self.turns.setdefault((name, library, options), 0)
+        self.turns[name, library, options] += 1
+        if name == "load_bench":
+            return load_figures(library, 1e6)
+        if name == "load_with_runtime_bench":
+            return load_figures(library, 2e6)
+        if name == "advice_bench":
+            return {f"advice/{advice}/{way}": {"cpu_time": times[turn],
+                                               "allocations": ALLOCATIONS[way]}
+                    for advice in report.ADVICE for way, times in ADVICE.items()}
+        pattern = re.search(r"--benchmark_filter=(-?)(.*)", " ".join(options))
+        return {key: figure for key, figure in codec_figures(library, turn).items()
+                if (re.search(pattern[2], key) is None) == (pattern[1] == "-")}
+
+
+def measured(rounds, same_file=False):
+    """All that a run measures, from end to end."""
+    with tempfile.TemporaryDirectory() as build:
+        for folder, content in (("", "library"), ("/bench/stock", "stock")):
+            os.makedirs(build + folder, exist_ok=True)
+            pathlib.Path(f"{build}{folder}/{SONAME}").write_text(
+                "same" if same_file else content, encoding="utf-8")
+        results = f"{build}/results.json"
+        arguments = ["run.py", "--build", build, "--rounds", str(rounds),
+                     "--load-rounds", "1", results]
+        static = {"relocations, symbolic": 300, "relocations, relative": 400,
+                  "stripped size": 1000}
+        with mock.patch.object(sys, "argv", arguments), \
+                mock.patch.object(run, "run", Programs().run), \
+                mock.patch.object(run, "static_figures", lambda path: {
+                    name: value * (4 if "stock" in path else 1)
+                    for name, value in static.items()}), \
+                mock.patch.object(run, "machine", lambda build: MACHINE), \
+                mock.patch.object(report, "show"), redirect_stderr(io.StringIO()):
+            run.main()
+        return json.loads(pathlib.Path(results).read_text(encoding="utf-8"))
+
+
+class Report(unittest.TestCase):
+    def test_shows_ratios_the_right_way_round(self):
+        results = measured(3)
+        shown = {name: report.rendered(name, results) for name in
+                 ("ratios", "encode", "decode", "topics", "load", "dlopen",
+                  "mean/encode", "mean/decode", "advice/merge")}
+        for name, line in (
+                ("ratios", "|  | encode, naive | encode, recommended | decode, naive | decode, recommended |"),
+                ("ratios", "| rotate request | 0.50 (0.50 to 0.70) | 0.25 (0.25 to 0.35) "
+                           "| 2.00 (1.50 to 2.50) | 1.00 (0.75 to 1.25) |"),
+                ("ratios", "| geometric mean | 0.50 (0.50 to 0.70) | 0.25 (0.25 to 0.35) "
+                           "| 2.00 (1.50 to 2.50) | 1.00 (0.75 to 1.25) |"),
+                ("encode", "| rotate request (11 bytes) | 180 | 90 | 400 | 500 | 7.0 |"),
+                ("decode", "| rotate request (11 bytes) | 200 | 100 | 400 | 500 | 7.0 |"),
+                ("topics", "| encode | 50 | 0.28 (0.22 to 0.39) | 0.56 (0.44 to 0.78) "
+                           "| 0.12 (0.12 to 0.12) |"),
+                ("load", "| `dlopen`, the runtime already loaded | 1.00 ms | 4.00 ms "
+                         "| 0.25 (0.25 to 0.25) |"),
+                ("load", "| `dlopen`, the runtime with it | 2.00 ms | 8.00 ms | 0.25 (0.25 to 0.25) |"),
+                ("load", "| first descriptor use | 3.00 ms | 12.00 ms | 0.25 (0.25 to 0.25) |"),
+                ("load", "| relocations that look up a symbol | 300 | 1200 | 0.25 (0.25 to 0.25) |"),
+                ("load", "| memory of the process's own after `dlopen` | 6 kB | 24 kB "
+                         "| 0.25 (0.25 to 0.25) |"),
+                ("dlopen", "0.25"), ("mean/encode", "0.35"), ("mean/decode", "1.41"),
+                ("advice/merge", "200 ns become 50 ns, a factor of 0.50")):
+            self.assertIn(line, shown[name].splitlines(), f"{name} is\n{shown[name]}")
+
+    def test_refuses_a_library_that_is_compared_with_itself(self):
+        with self.assertRaisesRegex(SystemExit, "are the same file"):
+            measured(1, same_file=True)
+        with tempfile.TemporaryDirectory() as folder:
+            program = pathlib.Path(folder, "program")
+            right, wrong = f"{folder}/right", f"{folder}/wrong"
+            for library, fault, refused in (
+                    (right, "", None), (wrong, "", "measured .*wrong"),
+                    (right, '"error_occurred": true, "error_message": "differs",', "differs")):
+                program.write_text(f"""#!/bin/sh
+test "$LD_LIBRARY_PATH" = {folder} || exit 1
+echo '{{"context": {{"library": "{library}"}}, "benchmarks": [{{{fault} "name": "encode"}}]}}'
+""", encoding="utf-8")
+                program.chmod(0o755)
+                if refused is None:
+                    self.assertEqual(list(run.run(str(program), right)), ["encode"])
+                else:
+                    with self.assertRaisesRegex(SystemExit, refused):
+                        run.run(str(program), right)
+
+    def test_is_checked(self):
+        results = measured(1)
+        with mock.patch.object(report, "draw"):
+            report.check(results, DOCUMENT)
+            for path, value, refused in (
+                    (("codec", "decode/hardSync/naive", "ratio", "median"), 1 / 3, "ratio of decode"),
+                    (("codec", "decode/hardSync/naive", "library", "median"), 0.3, "is not timed"),
+                    (("codec", "encode/hardSync/nanopb", "library", "median"), 0.3, "is not timed"),
+                    (("codec", "decode/hardSync/naive"), None, "odd ones"),
+                    (("advice", "merge", "after", "median"), 0.3, "is not timed"),
+                    (("advice", "merge", "ratio", "median"), 2, "ratio of merge"),
+                    (("advice", "merge", "allocations"), {"before": 1, "after": 3}, "allocates"),
+                    (("advice", "keep", "allocations"), {"before": 0, "after": 0}, "allocates"),
+                    (("load", "dlopen", "ratio", "median"), 4, "ratio of dlopen"),
+                    (("load", "relocations, symbolic", "library", "median"), 1200, "ratio of reloc"),
+                    (("summary", "encode", "median"), 2, "mean of encode"),
+                    (("topics", "decode", "naive", "median"), 6, "topics")):
+                wrong = copy.deepcopy(results)
+                where = wrong
+                for key in path[:-1]:
+                    where = where[key]
+                if value is None:
+                    del where[path[-1]]
+                else:
+                    where[path[-1]] = value
+                with self.subTest(path=path), self.assertRaisesRegex(SystemExit, refused):
+                    report.check(wrong, DOCUMENT)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
