@@ -5,7 +5,7 @@ usage: gimbal_rotate.py FILE_TO_WRITE FILE_TO_READ
 
 import sys
 
-from google.protobuf import message, symbol_database
+from google.protobuf import message
 
 import channelMessage_pb2 as channel
 import gimbalMessage_pb2 as gimbal
@@ -32,13 +32,13 @@ def describe(encoded):
     topics = channel.channelTopicType.DESCRIPTOR.values_by_number
     topic = topics.get(envelope.topic_type)
     print(topic.name if topic else envelope.topic_type)
-    # Finds the messages of all modules that were imported.
-    content = symbol_database.Default().GetSymbol(envelope.data.TypeName())()
-    if not envelope.data.Unpack(content):
-        raise message.DecodeError("the content is not the message that its type URL names")
     print(envelope.data.TypeName())
-    if isinstance(content, gimbal.UavGimbalRotateReqMessage):
-        print("seq", content.seq, "pitch", content.rotationValue.pitch)
+    if envelope.topic_type == channel.CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE:
+        request = gimbal.UavGimbalRotateReqMessage()
+        # False when the type URL names another message.
+        if not envelope.data.Unpack(request):
+            raise message.DecodeError("the content is not that of the topic type")
+        print("seq", request.seq, "pitch", request.rotationValue.pitch)
 
 
 with open(sys.argv[1], "wb") as file:
