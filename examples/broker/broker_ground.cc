@@ -1,12 +1,13 @@
 // A ground station on a broker: registers payloads, commands them, and counts
 // what comes back.
+#include <chrono>
 #include <map>
 #include <set>
-#include <stdexcept>
 
 #include "accessMessage.pb.h"
 #include "gimbal.h"
 #include "mqtt_client.h"
+#include "nodes.h"
 #include "program.h"
 #include "throwerMessage.pb.h"
 #include "topics.h"
@@ -18,38 +19,36 @@ namespace access = zorvik::access;
 namespace gimbal = zorvik::gimbal;
 namespace protocol = zorvik::protocol;
 namespace topics = zorvik::topics;
+using Clock = std::chrono::steady_clock;
 
-constexpr int kPayloads = 3;
-constexpr std::chrono::seconds kPatience(10);
+constexpr size_t kPayloads = 3;
+constexpr std::chrono::seconds kPatience(20);
+
+// A topic that is to come from a node.
+template <int from, typename T>
+struct Expected {
+  static constexpr int kNode = from;
+  using Topic = topics::TopicOf<T>;
+};
 
 class Ground {
  public:
-  Ground(MqttClient* client, std::string aircraft)
-      : client_(client), aircraft_(std::move(aircraft)) {
-    for (const char* what : {"register", "heartbeat", "out"}) {
-      client_->Subscribe(TopicOf(aircraft_, "+", what));
+  explicit Ground(const Arguments& arguments)
+      : aircraft_(arguments.aircraft),
+        client_(arguments.broker, aircraft_ + "-ground") {
+    for (const char* what : {"register", "heartbeat", "online", "out"}) {
+      client_.Subscribe(TopicOf(aircraft_, "+", what));
     }
   }
 
-  void RegisterPayloads() {
-    std::map<int, int> ids;  // By node; one that asks again keeps its id.
-    std::set<int> alive;
-    while (alive.size() < kPayloads) {
-      const Publication publication = Next();
-      access::payloadReqMessage request;
-      access::heartbeatMessage heartbeat;
-      if (EndsIn(publication.topic, "/register") &&
-          request.ParseFromString(publication.bytes)) {
-        access::payloadRspMessage answer;
-        answer.set_payload_id(
-            ids.emplace(request.src_id(), static_cast<int>(ids.size()) + 1)
-                .first->second);
-        client_->Publish(TopicOf(aircraft_, request.src_id(), "registered"),
-                         answer.SerializeAsString());
-        transcript_.Say("registers " + request.product_alias());
-      } else if (EndsIn(publication.topic, "/heartbeat") &&
-                 heartbeat.ParseFromString(publication.bytes)) {
-        alive.insert(heartbeat.src_node_id());
+  // Returns once the payloads are registered and alive.
+  void AwaitPayloads() {
+    const auto deadline = Clock::now() + kPatience;
+    while (alive_.size() < kPayloads) {
+      if (!Next(deadline)) {
+        throw std::runtime_error(std::to_string(alive_.size()) + " of " +
+                                 std::to_string(kPayloads) +
+                                 " payloads are there");
       }
     }
   }
@@ -69,10 +68,12 @@ class Ground {
     control.set_workmode(seq);
     Send(kTracerNode, control);
 
-    ExpectOneEach<RotateAnswer, gimbal::UavGimbalAttitudeInformationReport,
-                  protocol::throwerStatusMessage,
-                  protocol::TracerWorkModeControlRspMessage,
-                  protocol::tracerMeasureInfoMessage>();
+    ExpectOneEach<
+        Expected<kGimbalNode, RotateAnswer>,
+        Expected<kGimbalNode, gimbal::UavGimbalAttitudeInformationReport>,
+        Expected<kThrowerNode, protocol::throwerStatusMessage>,
+        Expected<kTracerNode, protocol::TracerWorkModeControlRspMessage>,
+        Expected<kTracerNode, protocol::tracerMeasureInfoMessage>>(seq);
   }
 
   // Two equal commands, byte for byte: a thrower's command has no seq. They are
@@ -82,7 +83,7 @@ class Ground {
     action.set_channel_index_active(thrower_channel);
     for (int i = 0; i < 2; ++i) {
       Send(kThrowerNode, action);
-      ExpectOneEach<protocol::throwerStatusMessage>();
+      ExpectOneEach<Expected<kThrowerNode, protocol::throwerStatusMessage>>(0);
     }
   }
 
@@ -91,18 +92,50 @@ class Ground {
                     std::to_string(received_));
   }
 
-  const Transcript& transcript() const { return transcript_; }
-
  private:
-  static bool EndsIn(const std::string& text, const std::string& end) {
-    return text.size() >= end.size() &&
-           text.compare(text.size() - end.size(), end.size(), end) == 0;
+  // Handles one publication, and returns it. Nothing when none comes in time.
+  std::optional<Publication> Next(Clock::time_point deadline) {
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(
+        std::max(deadline - Clock::now(), Clock::duration(0)));
+    auto publication = client_.Receive(wait);
+    if (!publication) return std::nullopt;
+    const Place place = PlaceOf(publication->topic);
+    if (place.what == "register") {
+      Register(place.node, publication->bytes);
+    } else if (place.what == "heartbeat") {
+      access::heartbeatMessage heartbeat;
+      if (heartbeat.ParseFromString(publication->bytes) &&
+          heartbeat.src_node_id() == place.node && ids_.count(place.node) > 0) {
+        alive_.insert(place.node);
+      }
+    } else if (place.what == "online") {
+      access::payloadInfo info;
+      if (info.ParseFromString(publication->bytes) && info.is_online() == 0 &&
+          ids_.count(place.node) > 0) {
+        throw std::runtime_error("node " + std::to_string(place.node) +
+                                 " is gone");
+      }
+    }
+    return publication;
   }
 
-  Publication Next() {
-    auto publication = client_->Receive(kPatience);
-    if (!publication) throw std::runtime_error("nothing comes any more");
-    return *std::move(publication);
+  // One that asks again keeps its id.
+  void Register(int node, const std::string& bytes) {
+    access::payloadReqMessage request;
+    if (node == 0 || !request.ParseFromString(bytes) ||
+        request.src_id() != node) {
+      transcript_.Say("ignores a registration under node " +
+                      std::to_string(node));
+      return;
+    }
+    const int next_id = static_cast<int>(ids_.size()) + 1;
+    const int id = ids_.emplace(node, next_id).first->second;
+    access::payloadRspMessage answer;
+    answer.set_payload_id(id);
+    client_.Publish(TopicOf(aircraft_, node, "registered"),
+                    answer.SerializeAsString());
+    transcript_.Say("registers " + request.product_alias() + " as payload " +
+                    std::to_string(id));
   }
 
   template <typename Message>
@@ -110,76 +143,94 @@ class Ground {
     ChannelSender(
         kGroundNode, node,
         [&](auto, const std::string& bytes) {
-          client_->Publish(TopicOf(aircraft_, node, "in"), bytes);
+          client_.Publish(TopicOf(aircraft_, node, "in"), bytes);
         },
         transcript_)
         .Send(command);
     ++sent_;
   }
 
-  // The order between the answers of different payloads is open.
-  template <typename... Topics>
-  void ExpectOneEach() {
-    std::set<int> missing = {topics::TopicOf<Topics>::kType...};
-    topics::Receiver<Topics...> receiver(kGroundNode);
-    while (!missing.empty()) {
-      const Publication publication = Next();
-      if (!EndsIn(publication.topic, "/out") || publication.repeated) continue;
-      const topics::Result result = receiver.Receive(
-          publication.bytes, [](const auto&, const topics::Envelope&) {});
-      if (result != topics::Result::kReceived ||
-          missing.erase(receiver.envelope().topic_type()) == 0) {
-        throw std::runtime_error("did not expect " +
-                                 Refusal(result, receiver.envelope()));
+  // Waits for one envelope of each, in any order: the order between different
+  // payloads is open. Answers have to echo the seq. Whatever else comes is
+  // ignored; anybody may send it who may publish.
+  template <typename... Each>
+  void ExpectOneEach(uint32_t seq) {
+    const auto deadline = Clock::now() + kPatience;
+    std::map<int, int> missing = {{Each::Topic::kType, Each::kNode}...};
+    topics::Receiver<typename Each::Topic...> receiver(kGroundNode);
+    std::string fault;
+    uint32_t rlt = 0;
+    const auto check_answer = [&](const auto& answer) {
+      if (answer.seq() != seq) {
+        fault = "answers seq " + std::to_string(answer.seq());
       }
-      ++received_;
+      rlt = answer.rlt();
+    };
+    const topics::Overloads check{
+        [&](const gimbal::UavGimbalRspMessage& answer,
+            const topics::Envelope&) { check_answer(answer); },
+        [&](const protocol::TracerWorkModeControlRspMessage& answer,
+            const topics::Envelope&) { check_answer(answer); },
+        [](const auto&, const topics::Envelope&) {}};
+
+    while (!missing.empty()) {
+      const auto publication = Next(deadline);
+      if (!publication) {
+        throw std::runtime_error("no " + TopicName(missing.begin()->first) +
+                                 " comes");
+      }
+      const Place place = PlaceOf(publication->topic);
+      if (place.what != "out" || publication->repeated) continue;
+      fault.clear();
+      rlt = 0;
+      const topics::Result result = receiver.Receive(publication->bytes, check);
+      const topics::Envelope& envelope = receiver.envelope();
+      if (result != topics::Result::kReceived) {
+        fault = "sends " + Refusal(result, envelope);
+      } else if (envelope.source() != place.node) {
+        fault = "sends as node " + std::to_string(envelope.source());
+      } else if (fault.empty()) {
+        const auto found = missing.find(envelope.topic_type());
+        if (found != missing.end() && found->second == place.node) {
+          if (rlt != 0) {
+            throw std::runtime_error("node " + std::to_string(place.node) +
+                                     " refuses seq " + std::to_string(seq) +
+                                     " with rlt " + std::to_string(rlt));
+          }
+          missing.erase(found);
+          ++received_;
+          continue;
+        }
+        fault = "sends " + TopicName(envelope.topic_type());
+      }
+      transcript_.Say("ignores node " + std::to_string(place.node) +
+                      ", which " + fault);
     }
   }
 
-  MqttClient* const client_;
   const std::string aircraft_;
   const Transcript transcript_{"ground"};
+  MqttClient client_;
+  std::map<int, int> ids_;  // By node.
+  std::set<int> alive_;
   int sent_ = 0;
   int received_ = 0;
 };
 
-// Subscribes after the last command, and still gets the state of every payload.
-void ShowLastStates(uint16_t port, const std::string& aircraft) {
-  const Transcript transcript("latecomer");
-  MqttClient client("latecomer", port);
-  client.Subscribe(TopicOf(aircraft, "+", "state"));
-  topics::Receiver<gimbal::UavGimbalAttitudeInformationReport,
-                   protocol::throwerStatusMessage,
-                   protocol::tracerMeasureInfoMessage>
-      receiver(kGroundNode);
-  const auto show = [&](const auto& report, const topics::Envelope& envelope) {
-    transcript.Say("finds " + TopicName(envelope.topic_type()) + "\n    " +
-                   Json(report));
-  };
-  for (int i = 0; i < kPayloads; ++i) {
-    const auto state = client.Receive(kPatience);
-    if (!state ||
-        receiver.Receive(state->bytes, show) != topics::Result::kReceived) {
-      throw std::runtime_error("a last state is missing");
-    }
-  }
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  return RunProgram(argc, argv, "COMMANDS_TO_EACH_PAYLOAD",
-                    [](uint16_t port, const std::string& commands) {
-                      const std::string aircraft = "aircraft-1";
-                      MqttClient client("ground", port);
-                      Ground ground(&client, aircraft);
-                      ground.RegisterPayloads();
-                      const int count = std::stoi(commands);
-                      for (int seq = 1; seq <= count; ++seq) {
-                        ground.Command(static_cast<uint32_t>(seq));
-                      }
-                      ground.ReleaseTwice(/*thrower_channel=*/7);
-                      ShowLastStates(port, aircraft);
-                      ground.Sum();
-                    });
+  return RunProgram(
+      argc, argv, "COMMANDS",
+      "A ground station on a broker: it registers a gimbal, a thrower and a\n"
+      "tracer, sends this number of commands to each of them, and ends.",
+      [](const Arguments& arguments) {
+        if (arguments.words.size() != 1) throw WrongUse("takes one number");
+        const uint32_t count = Number(arguments.words[0], 1, 1000, "COMMANDS");
+        Ground ground(arguments);
+        ground.AwaitPayloads();
+        for (uint32_t seq = 1; seq <= count; ++seq) ground.Command(seq);
+        ground.ReleaseTwice(/*thrower_channel=*/7);
+        ground.Sum();
+      });
 }

@@ -1,5 +1,5 @@
 // Sends many envelopes through a broker as fast as it takes them, and accounts
-// for every one.
+// for every one. The last third may wait for the broker to be restarted.
 #include <algorithm>
 #include <chrono>
 #include <iomanip>
@@ -74,10 +74,10 @@ void Receive(MqttClient* client, Account* account) {
   }
 }
 
-void Soak(uint16_t port, uint32_t count) {
-  const std::string topic = TopicOf("aircraft-1", kGimbalNode, "in");
-  MqttClient subscriber("soak-subscriber", port);
-  MqttClient publisher("soak-publisher", port);
+void Soak(const Arguments& arguments, uint32_t count, bool restart) {
+  const std::string topic = TopicOf(arguments.aircraft, kGimbalNode, "in");
+  MqttClient subscriber(arguments.broker, "soak-subscriber");
+  MqttClient publisher(arguments.broker, "soak-publisher");
   subscriber.Subscribe(topic);
 
   const auto begin = Clock::now();
@@ -85,6 +85,10 @@ void Soak(uint16_t port, uint32_t count) {
   std::thread sending([&] {
     try {
       for (uint32_t seq = 0; seq < count; ++seq) {
+        if (restart && seq == count / 3 * 2 &&
+            !publisher.AwaitReconnections(1, std::chrono::seconds(20))) {
+          throw std::runtime_error("the broker was not restarted");
+        }
         publisher.Publish(topic, Numbered(seq));
       }
       publisher.Flush(std::chrono::seconds(20));
@@ -116,8 +120,18 @@ void Soak(uint16_t port, uint32_t count) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  return RunProgram(argc, argv, "ENVELOPES",
-                    [](uint16_t port, const std::string& count) {
-                      Soak(port, static_cast<uint32_t>(std::stoul(count)));
-                    });
+  return RunProgram(
+      argc, argv, "ENVELOPES [restart]",
+      "Sends envelopes through a broker as fast as it takes them, and fails\n"
+      "when one is lost. With the word restart, the last third waits until "
+      "the\n"
+      "broker has been restarted.",
+      [](const Arguments& arguments) {
+        const auto& words = arguments.words;
+        const bool restart = words.size() == 2 && words[1] == "restart";
+        if (words.empty() || (words.size() > 1 && !restart)) {
+          throw WrongUse("takes a number, and perhaps the word restart");
+        }
+        Soak(arguments, Number(words[0], 1, 100'000'000, "ENVELOPES"), restart);
+      });
 }

@@ -1,7 +1,6 @@
 #include "devices.h"
 
 #include <array>
-#include <stdexcept>
 
 #include "gimbal.h"
 #include "nodes.h"
@@ -112,22 +111,24 @@ class Tracer : public Device {
 
 }  // namespace
 
-Payload MakePayload(const std::string& name, const Transcript& transcript) {
+std::optional<Payload> MakePayload(const std::string& name,
+                                   const Transcript& transcript) {
   if (name == "gimbal") {
-    return {name, kGimbalNode, zorvik::access::PAYLOAD_GIMBAL,
-            topics::TopicOf<
-                zorvik::gimbal::UavGimbalAttitudeInformationReport>::kType,
-            std::make_unique<GimbalDevice>(transcript)};
+    return Payload{
+        name, kGimbalNode, zorvik::access::PAYLOAD_GIMBAL,
+        topics::TopicOf<
+            zorvik::gimbal::UavGimbalAttitudeInformationReport>::kType,
+        std::make_unique<GimbalDevice>(transcript)};
   }
   if (name == "thrower") {
-    return {name, kThrowerNode, zorvik::access::PAYLOAD_THROWER,
-            topics::TopicOf<protocol::throwerStatusMessage>::kType,
-            std::make_unique<Thrower>(transcript)};
+    return Payload{name, kThrowerNode, zorvik::access::PAYLOAD_THROWER,
+                   topics::TopicOf<protocol::throwerStatusMessage>::kType,
+                   std::make_unique<Thrower>(transcript)};
   }
   if (name == "tracer") {
-    return {name, kTracerNode, zorvik::access::PAYLOAD_TRACER,
-            topics::TopicOf<protocol::tracerMeasureInfoMessage>::kType,
-            std::make_unique<Tracer>(transcript)};
+    return Payload{name, kTracerNode, zorvik::access::PAYLOAD_TRACER,
+                   topics::TopicOf<protocol::tracerMeasureInfoMessage>::kType,
+                   std::make_unique<Tracer>(transcript)};
   }
-  throw std::runtime_error("no payload is called " + name);
+  return std::nullopt;
 }

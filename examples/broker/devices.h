@@ -4,6 +4,7 @@
 #define EXAMPLES_BROKER_DEVICES_H_
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "accessMessage.pb.h"
@@ -25,7 +26,8 @@ struct Payload {
   std::unique_ptr<Device> device;
 };
 
-// "gimbal", "thrower" or "tracer". Throws std::runtime_error for another name.
-Payload MakePayload(const std::string& name, const Transcript& transcript);
+// "gimbal", "thrower" or "tracer". Nothing for another name.
+std::optional<Payload> MakePayload(const std::string& name,
+                                   const Transcript& transcript);
 
 #endif  // EXAMPLES_BROKER_DEVICES_H_
