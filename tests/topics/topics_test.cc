@@ -400,13 +400,27 @@ TEST(Receiving, TellsWhyNothingIsReceived) {
 }
 
 TEST(Receiving, TakesWhatIsForEveryNodeOnlyWhenTold) {
+  Recorder recorder;
+  for (const int32_t every_node : {0, 999, -1}) {
+    TestReceiver receiver(9);
+    std::string bytes;
+    topics::Append(gimbal::UavResetReqMessage(), From{1}, To{every_node},
+                   &bytes);
+    EXPECT_EQ(receiver.Receive(bytes, recorder), Result::kOtherNode);
+    receiver.set_every_node(every_node);
+    EXPECT_EQ(receiver.Receive(bytes, recorder), Result::kReceived);
+  }
+}
+
+TEST(Receiving, TakesAsManyBytesAsItIsTold) {
   std::string bytes;
-  topics::Append(gimbal::UavResetReqMessage(), From{1}, To{999}, &bytes);
+  topics::Append(gimbal::UavResetReqMessage(), From{1}, To{9}, &bytes);
   TestReceiver receiver(9);
   Recorder recorder;
-  EXPECT_EQ(receiver.Receive(bytes, recorder), Result::kOtherNode);
-  receiver.set_every_node(999);
+  receiver.set_longest(bytes.size());
   EXPECT_EQ(receiver.Receive(bytes, recorder), Result::kReceived);
+  receiver.set_longest(bytes.size() - 1);
+  EXPECT_EQ(receiver.Receive(bytes, recorder), Result::kTooLong);
 }
 
 TEST(Memory, IsNotTakenOnceTheTopicIsInUse) {
