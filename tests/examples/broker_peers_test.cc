@@ -407,6 +407,8 @@ TEST_F(BrokerPeers, PayloadIsStoppedAtWork) {
   Await(Topic(kThrowerNode, "register"));
   EXPECT_EQ(payload.End(SIGKILL), -SIGKILL);
   EXPECT_EQ(sends_until_gone(), 0);
+  EXPECT_EQ(Text<payloadInfo>(Retained(Topic(kThrowerNode, "online"))),
+            "payload_type: 1");
 }
 
 class GroundPeers : public BrokerPeers {
