@@ -3,15 +3,19 @@
 #include <google/protobuf/text_format.h>
 #include <gtest/gtest.h>
 #include <mqtt_protocol.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
+#include <thread>
 
 #include "accessMessage.pb.h"
 #include "channelMessage.pb.h"
@@ -37,6 +41,16 @@ Broker OwnBroker() {
   Broker broker;
   broker.port = static_cast<uint16_t>(std::stoi(Environment("BROKER_PORT")));
   return broker;
+}
+
+// Why it fails.
+std::string Failure(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+  return "no failure";
 }
 
 // A program of the example, whose output is read line by line.
@@ -411,6 +425,38 @@ TEST_F(BrokerPeers, PayloadIsStoppedAtWork) {
             "payload_type: 1");
 }
 
+// The real broker lets everybody subscribe, and only withholds what is
+// published.
+TEST(MqttClient, SubscriptionIsRefused) {
+  const int listener = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  socklen_t size = sizeof address;
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  auto* const any = reinterpret_cast<sockaddr*>(&address);
+  ASSERT_EQ(bind(listener, any, size), 0);
+  ASSERT_EQ(listen(listener, 1), 0);
+  ASSERT_EQ(getsockname(listener, any, &size), 0);
+  std::thread broker([&] {
+    const int peer = accept(listener, nullptr, nullptr);
+    char packet[1000];
+    EXPECT_GT(read(peer, packet, sizeof packet), 0);
+    EXPECT_EQ(write(peer, "\x20\x03\0\0\0", 5), 5);  // CONNACK
+    EXPECT_GT(read(peer, packet, sizeof packet), 4);
+    char refusal[] = "\x90\x04??\0\x87";  // SUBACK, with the packet's id
+    std::copy_n(packet + 2, 2, refusal + 2);
+    EXPECT_EQ(write(peer, refusal, 6), 6);
+    EXPECT_GT(read(peer, packet, sizeof packet), 0);  // Until it disconnects.
+    close(peer);
+  });
+  Broker fake;
+  fake.port = ntohs(address.sin_port);
+  EXPECT_EQ(Failure([&] { MqttClient(fake, "any").Subscribe("a/b"); }),
+            "the broker refuses the subscription to a/b: Not authorized");
+  broker.join();
+  close(listener);
+}
+
 class GroundPeers : public BrokerPeers {
  protected:
   GroundPeers() {
@@ -554,16 +600,6 @@ Broker As(const std::string& user) {
   std::getline(std::ifstream(File(user + ".password")), broker.password);
   broker.ca_file = File("ca.crt");
   return broker;
-}
-
-// Why it fails.
-std::string Failure(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const std::exception& error) {
-    return error.what();
-  }
-  return "no failure";
 }
 
 std::string Publishing(const std::string& topic, size_t bytes) {
