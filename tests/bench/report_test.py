@@ -151,6 +151,19 @@ echo '{{"context": {{"library": "{library}"}}, "benchmarks": [{{{fault} "name": 
                     with self.assertRaisesRegex(SystemExit, refused):
                         run.run(str(program), right)
 
+    def test_refuses_a_mark_that_is_not_closed(self):
+        for document in ("<!-- bench:dlopen -->0.25", "<!-- bench:dlopen -->0.25<!-- bench -->"):
+            with self.subTest(document), self.assertRaisesRegex(SystemExit, "is not closed"):
+                report.filled(document, measured(1))
+
+    def test_draws_the_ratio_of_each_form(self):
+        results = measured(3)
+        with mock.patch.object(report, "chart") as chart:
+            report.ratio_chart(results, "any.svg")
+        drawn = {how.partition("title ")[2]: rows[0][0] for rows, how in chart.call_args.args[4]}
+        self.assertEqual(drawn, {"'encode, naive'": 0.5, "'encode, recommended'": 0.25,
+                                 "'decode, naive'": 2, "'decode, recommended'": 1})
+
     def test_is_checked(self):
         results = measured(1)
         with mock.patch.object(report, "draw"):
