@@ -74,7 +74,7 @@ TEST_F(InspectTest, AgreesWithTheRuntime) {
   }
 }
 
-// Groups in groups, in a message and in a message of it.
+// Groups in groups, in a message, in a message of it and behind a content.
 TEST_F(InspectTest, AgreesWithTheRuntimeOnDepth) {
   const pb::Descriptor* type =
       zorvik::gimbal::UavGimbalRotateReqMessage::descriptor();
@@ -89,6 +89,13 @@ TEST_F(InspectTest, AgreesWithTheRuntimeOnDepth) {
       Compare(type, message.SerializeAsString());
       each->GetReflection()->MutableUnknownFields(each)->Clear();
     }
+    zorvik::channel::channelTopicMessage envelope;
+    envelope.mutable_data()->set_type_url("x/" + type->full_name());
+    message.SerializeToString(envelope.mutable_data()->mutable_value());
+    pb::UnknownFieldSet* fields =
+        envelope.GetReflection()->MutableUnknownFields(&envelope);
+    for (int i = 0; i < depth; ++i) fields = fields->AddGroup(15);
+    Compare(envelope.GetDescriptor(), envelope.SerializeAsString());
   }
 }
 
