@@ -54,6 +54,19 @@ run(sh -c "eval ${COMPILER} -std=c++17 ${SOURCE_DIR}/tests/build/subproject/prog
   $(pkg-config --cflags --libs ZorvikPBProto)")
 run(${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${installed}/${libdir} ./program)
 
+# A protobuf of another interface is refused, whether older or newer.
+foreach(other 3.20.3 3.22.0)
+  file(WRITE ${WORK_DIR}/other/protobuf.pc
+    "Name: Protobuf\nDescription: another\nVersion: ${other}\n")
+  execute_process(
+    COMMAND ${CMAKE_COMMAND} -E env
+      PKG_CONFIG_PATH=${WORK_DIR}/other:$ENV{PKG_CONFIG_PATH} pkg-config --libs ZorvikPBProto
+    RESULT_VARIABLE result OUTPUT_QUIET ERROR_VARIABLE said)
+  if(result EQUAL 0 OR NOT said MATCHES "protobuf.*${other}")
+    message(FATAL_ERROR "pkg-config takes protobuf ${other}:\n${said}")
+  endif()
+endforeach()
+
 run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/build/consumer -B consumer -G Ninja
   -DVERSION=${version} -DCMAKE_PREFIX_PATH=${installed}
   -DCMAKE_CXX_COMPILER=${COMPILER} -DCMAKE_MAKE_PROGRAM=${NINJA})
