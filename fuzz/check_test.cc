@@ -1,5 +1,5 @@
 // Each check ends the process on a message that does not pass it, and on no
-// other.
+// other; and what is written for a message picks that message.
 #include "check.h"
 
 #include <sys/wait.h>
@@ -11,6 +11,8 @@
 #include <string>
 
 #include "channelMessage.pb.h"
+#include "picked_message.h"
+#include "support/schemas.h"
 
 namespace {
 
@@ -70,6 +72,9 @@ int main() {
   unknown_field.GetReflection()
       ->MutableUnknownFields(&unknown_field)
       ->AddVarint(9, 1);
+  // Reads back as another message: the number is that of status.
+  checkMessage misplaced;
+  misplaced.GetReflection()->MutableUnknownFields(&misplaced)->AddVarint(1, 1);
 
   const struct {
     const char* name;
@@ -78,12 +83,20 @@ int main() {
   } cases[] = {
       {"CheckBytes", CheckBytes, invalid_utf8},
       {"CheckFields", CheckFields, invalid_utf8},
+      {"CheckFields", CheckFields, misplaced},
       {"CheckText", CheckText, unknown_field},
       {"CheckJson", CheckJson, invalid_utf8},
   };
   for (const auto& c : cases) {
     Expect(Aborts([&] { c.check(c.bad); }), c.name + std::string(" lets pass"));
     Expect(Passes([&] { c.check(good); }), c.name + std::string(" refuses"));
+  }
+
+  for (const google::protobuf::Descriptor* type : Messages()) {
+    const std::string pick = PickOf(type);
+    Expect(pick.size() == kPickSize &&
+               Picked(reinterpret_cast<const uint8_t*>(pick.data())) == type,
+           "another message is picked for " + type->full_name());
   }
 
   // Each process reads the environment once.
