@@ -156,6 +156,10 @@ test('the page of each schema says what its text says, and nothing else',
           head.toLowerCase());
         same(schema.page, (await linesOfPage()).map(lower),
             linesOfSchema(schema).map(lower));
+        for (const places of await page.$$eval('.facts dd', (all) => all.map(
+            (dd) => [...dd.querySelectorAll('a')].map((a) => a.href)))) {
+          same(`${schema.page}, places`, places, [...new Set(places)]);
+        }
       }
     });
 
