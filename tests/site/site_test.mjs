@@ -400,6 +400,11 @@ test('the keyboard suffices', async () => {
   assert.ok(top && second && top !== second);
   await page.keyboard.press('ArrowUp');
   assert.equal(await active(), top);
+  await page.keyboard.press('ArrowUp');
+  const last = await active();
+  assert.ok(last && last !== top, 'the list does not go round');
+  await page.keyboard.press('ArrowDown');
+  assert.equal(await active(), top);
   await page.keyboard.press('Escape');
   assert.equal(await input.getAttribute('aria-expanded'), 'false');
   assert.ok(await page.locator('#results').isHidden());
