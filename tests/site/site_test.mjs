@@ -1,6 +1,9 @@
 // The reference site in a browser, opened from disk as a reader does.
 import assert from 'node:assert/strict';
-import { readFileSync } from 'node:fs';
+import { spawnSync } from 'node:child_process';
+import { mkdirSync, mkdtempSync, readFileSync, rmSync,
+  writeFileSync } from 'node:fs';
+import { tmpdir } from 'node:os';
 import { after, before, beforeEach, test } from 'node:test';
 
 import { chromium } from 'playwright-core';
@@ -468,5 +471,28 @@ test('diagrams name what they show, and link to it', async () => {
   for (const text of plain) {
     assert.doesNotMatch(text, /[a-z][A-Z]|[A-Z]{2,}_[A-Z]/,
         'a diagram names what is not there');
+  }
+});
+
+test('a guide that points at a missing file is refused', (t) => {
+  const folder = mkdtempSync(`${tmpdir()}/site-test-`);
+  t.after(() => rmSync(folder, { recursive: true }));
+  mkdirSync(`${folder}/docs`);
+  for (const [text, said] of [
+    ['[more](missing.md)', 'links to missing.md'],
+    ['[more](../missing/#part)', 'links to ../missing/#part'],
+    ['![a curve](missing.svg)', 'shows docs/missing.svg'],
+  ]) {
+    writeFileSync(`${folder}/docs/guide.md`, `# Guide\n\n${text}\n`);
+    const { status, stderr } = spawnSync('/usr/bin/python3', ['-c', `
+import guides, pathlib, sys, types
+folder = pathlib.Path(sys.argv[1])
+guide = guides.Guide(folder / "docs/guide.md", folder, "guide")
+vocabulary = types.SimpleNamespace(schemas=[], elements={})
+guides.Renderer(folder, vocabulary, [guide]).render_all()`, folder], {
+      encoding: 'utf8', env: { ...process.env, PYTHONDONTWRITEBYTECODE: '1',
+        PYTHONPATH: new URL('../../docs/site', import.meta.url).pathname } });
+    assert.equal(stderr, `docs: docs/guide.md ${said}, which is not there\n`);
+    assert.equal(status, 1);
   }
 });
