@@ -1,5 +1,6 @@
 // Each check ends the process on a message that does not pass it, and on no
-// other; and what is written for a message picks that message.
+// other; and what is written for a message picks that message. Undefined
+// behaviour ends the process, too.
 #include "check.h"
 
 #include <sys/wait.h>
@@ -8,6 +9,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 #include <string>
 
 #include "channelMessage.pb.h"
@@ -98,6 +100,12 @@ int main() {
                Picked(reinterpret_cast<const uint8_t*>(pick.data())) == type,
            "another message is picked for " + type->full_name());
   }
+
+  Expect(!Passes([] {
+    volatile int number = std::numeric_limits<int>::max();
+    number = number + 1;
+  }),
+         "the sanitizer lets pass what it finds");
 
   // Each process reads the environment once.
   unsetenv("FUZZ_SAMPLE_INTERVAL");
