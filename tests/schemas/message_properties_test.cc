@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <limits>
 
 #include "check.h"
 #include "support/fill.h"
@@ -28,6 +29,14 @@ void ForEachFilled(const std::function<void(const pb::Message&)>& check) {
     }
   }
 }
+
+#ifdef __SANITIZE_ADDRESS__  // Together with that of undefined behaviour.
+// What that sanitizer finds would only be printed otherwise.
+TEST(Sanitizers, EndTheProcess) {
+  volatile int number = std::numeric_limits<int>::max();
+  EXPECT_DEATH(number = number + 1, "signed integer overflow");
+}
+#endif
 
 // The other tests are no stronger than what they are given.
 TEST(EveryMessage, IsFilledWithListsOfSeveralElements) {
