@@ -223,6 +223,7 @@ TEST(Catalogue, RefusesWhatIsNoTagOrMeansNothingHere) {
       {"  // How long.", "\n  // @unit s\n\n  // How long.", "48: a comment"},
       {"package p;", "// @open x\npackage p;", "6: a statement"},
       {"import", "// x\n// @open x\nimport", "8: a statement"},
+      {"any.proto\";", "any.proto\";  // @open x", "6: a statement"},
       // Where the tag means nothing.
       {"// @unit m/s", "// @units m/s", "44: no tag here is called @units"},
       {"// @unit m/s", "// @carries p.Answer", "44: no tag here"},
