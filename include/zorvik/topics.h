@@ -600,7 +600,7 @@ class Kept<Message, true> {
 // Reads the envelopes that a node gets, each into an object that is kept for
 // its topic. The topics are given as messages where they are settled, and else
 // as Topic<type, Message>. Keep one for all envelopes, and not on a small
-// stack: each content with a message in it takes 8 KiB.
+// stack: a content with a singular message field takes 8 KiB.
 template <typename... Ts>
 class Receiver {
   static_assert((internal::kIsDefined<typename TopicOf<Ts>::Content> && ...),
