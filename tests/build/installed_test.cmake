@@ -22,8 +22,13 @@ file(RENAME "${WORK_DIR}/first place" ${installed})
 
 file(STRINGS ${BUILD_DIR}/CMakeCache.txt libdir REGEX "^CMAKE_INSTALL_LIBDIR:")
 string(REGEX REPLACE ".*=" "" libdir "${libdir}")
-run(sh -c [[cd "$1" && find . ! -type d -printf "%P\n" | "$2" "$3" runtime development catalogue]]
+run(sh -c [[cd "$1" && find . ! -type d -printf "%P\n" | "$2" "$3" runtime development catalogue tools]]
   sh ${installed} ${SOURCE_DIR}/tests/build/compare_installed ${libdir})
+
+run(${installed}/bin/zorvik ids 10404)
+if(NOT output MATCHES "CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE")
+  message(FATAL_ERROR "the installed program does not find its data:\n${output}")
+endif()
 
 # An edit of a schema reaches what is generated from all of them: that is made anew
 # (|| is before what is only made earlier).

@@ -92,10 +92,10 @@ std::string Printer::Scalar(const pb::Message& message,
                    : reflection->GetRepeatedString(message, field, index));
   }
   std::string text;
-  const pb::EnumDescriptor* enum_type = lookup_->EnumOf(field);
+  const pb::EnumDescriptor* enum_type = vocabulary_->EnumOf(field);
   if (enum_type == nullptr) {
     pb::TextFormat::PrintFieldValueToString(message, field, index, &text);
-    const std::string unit = lookup_->UnitOf(field);
+    const std::string unit = vocabulary_->UnitOf(field);
     return unit.empty() ? text : text + " " + unit;
   }
   int number = 0;
@@ -117,14 +117,14 @@ std::string Printer::Scalar(const pb::Message& message,
 void Printer::PrintContent(const pb::Message& message, int indent) {
   const pb::Any any = ToAny(message);
   const std::string name = ContentName(any);
-  const pb::Descriptor* type = lookup_->FindMessage(name);
+  const pb::Descriptor* type = vocabulary_->FindMessage(name);
   std::string problem;
   if (type == nullptr) {
     problem = name.empty() ? "without a type" : "which the schemas do not have";
   } else if (contents_ == kDeepest) {
     problem = "packed too deep";
   } else {
-    const auto content = lookup_->New(type);
+    const auto content = vocabulary_->New(type);
     if (content->ParseFromString(any.value())) {
       *out_ << ": " << name << '\n';
       ++contents_;
@@ -154,12 +154,12 @@ void Printer::PrintMismatch(const pb::Message& message, int indent) {
     if (IsAny(field->message_type())) {
       content = ContentName(ToAny(reflection->GetMessage(message, field)));
     } else if (field->type() == pb::FieldDescriptor::TYPE_INT32 &&
-               lookup_->EnumOf(field) != nullptr) {
-      id = lookup_->EnumOf(field)->FindValueByNumber(
+               vocabulary_->EnumOf(field) != nullptr) {
+      id = vocabulary_->EnumOf(field)->FindValueByNumber(
           reflection->GetInt32(message, field));
     }
   }
-  const std::string carried = id == nullptr ? "" : lookup_->CarriedBy(id);
+  const std::string carried = id == nullptr ? "" : vocabulary_->CarriedBy(id);
   if (!carried.empty() && content != carried) {
     Line(indent) << "! " << id->name() << " carries " << carried << ", not "
                  << (content.empty() ? "nothing" : content) << '\n';

@@ -1,11 +1,9 @@
-#include "lookup.h"
+#include "vocabulary.h"
 
 #include <google/protobuf/descriptor.pb.h>
 
 #include <fstream>
 #include <stdexcept>
-
-#include "catalogue/reader.h"
 
 namespace pb = google::protobuf;
 
@@ -19,7 +17,8 @@ std::string Find(const std::map<std::string, std::string>& map,
 
 }  // namespace
 
-Lookup::Lookup(const std::string& descriptors, const std::string& catalogue) {
+Vocabulary::Vocabulary(const std::string& descriptors,
+                       const std::string& catalogue) {
   std::ifstream file(descriptors, std::ios::binary);
   pb::FileDescriptorSet set;
   if (!file) throw std::runtime_error("cannot read " + descriptors);
@@ -33,33 +32,33 @@ Lookup::Lookup(const std::string& descriptors, const std::string& catalogue) {
     }
   }
 
-  const catalogue::Catalogue known = catalogue::Read(catalogue);
-  for (const catalogue::Message& message : known.messages()) {
+  catalogue_ = catalogue::Read(catalogue);
+  for (const catalogue::Message& message : catalogue_.messages()) {
     for (const catalogue::Field& field : message.fields()) {
       const std::string name = message.name() + "." + field.name();
       enum_of_field_[name] = field.enum_();
       unit_of_field_[name] = field.unit();
     }
   }
-  for (const catalogue::Id& id : known.ids()) {
+  for (const catalogue::Id& id : catalogue_.ids()) {
     carried_by_id_[id.name()] = id.carries();
   }
 }
 
-std::unique_ptr<pb::Message> Lookup::New(const pb::Descriptor* type) {
+std::unique_ptr<pb::Message> Vocabulary::New(const pb::Descriptor* type) {
   return std::unique_ptr<pb::Message>(factory_.GetPrototype(type)->New());
 }
 
-const pb::EnumDescriptor* Lookup::EnumOf(
+const pb::EnumDescriptor* Vocabulary::EnumOf(
     const pb::FieldDescriptor* field) const {
   if (field->enum_type() != nullptr) return field->enum_type();
   return pool_.FindEnumTypeByName(Find(enum_of_field_, field->full_name()));
 }
 
-std::string Lookup::CarriedBy(const pb::EnumValueDescriptor* id) const {
+std::string Vocabulary::CarriedBy(const pb::EnumValueDescriptor* id) const {
   return Find(carried_by_id_, id->full_name());
 }
 
-std::string Lookup::UnitOf(const pb::FieldDescriptor* field) const {
+std::string Vocabulary::UnitOf(const pb::FieldDescriptor* field) const {
   return Find(unit_of_field_, field->full_name());
 }

@@ -1,13 +1,13 @@
 // Finds the place where an encoded message is malformed. The protobuf runtime
 // only reports that it is.
-#ifndef TOOLS_INSPECT_WIRE_H_
-#define TOOLS_INSPECT_WIRE_H_
+#ifndef TOOLS_ZORVIK_WIRE_H_
+#define TOOLS_ZORVIK_WIRE_H_
 
 #include <cstddef>
 #include <optional>
 #include <string>
 
-#include "lookup.h"
+#include "vocabulary.h"
 
 // How many messages and groups may be inside a message, as the runtime has it;
 // and how many contents inside a content.
@@ -22,6 +22,6 @@ struct Fault {
 // all of it can be read.
 std::optional<Fault> FindFault(const std::string& bytes,
                                const google::protobuf::Descriptor* type,
-                               const Lookup& lookup);
+                               const Vocabulary& vocabulary);
 
-#endif  // TOOLS_INSPECT_WIRE_H_
+#endif  // TOOLS_ZORVIK_WIRE_H_

@@ -1,17 +1,18 @@
 // Messages as text for people.
-#ifndef TOOLS_INSPECT_PRINTER_H_
-#define TOOLS_INSPECT_PRINTER_H_
+#ifndef TOOLS_ZORVIK_PRINTER_H_
+#define TOOLS_ZORVIK_PRINTER_H_
 
 #include <iosfwd>
 
-#include "lookup.h"
+#include "vocabulary.h"
 
 // Prints the fields that are set, one a line: name, value, the name that the
 // value has, its unit. The content of an Any is printed as its own message;
 // unknown fields follow the known ones.
 class Printer {
  public:
-  Printer(Lookup* lookup, std::ostream* out) : lookup_(lookup), out_(out) {}
+  Printer(Vocabulary* vocabulary, std::ostream* out)
+      : vocabulary_(vocabulary), out_(out) {}
 
   void Print(const google::protobuf::Message& message, int indent);
 
@@ -28,9 +29,9 @@ class Printer {
                      int index) const;
   std::ostream& Line(int indent);
 
-  Lookup* const lookup_;
+  Vocabulary* const vocabulary_;
   std::ostream* const out_;
   int contents_ = 0;  // Around the present message.
 };
 
-#endif  // TOOLS_INSPECT_PRINTER_H_
+#endif  // TOOLS_ZORVIK_PRINTER_H_

@@ -24,8 +24,8 @@ bool IsUtf8(const std::string& text) {
 // Reads through an encoding from front to back. Throws the first Fault.
 class Walk {
  public:
-  Walk(const std::string& bytes, const Lookup& lookup)
-      : bytes_(bytes), lookup_(lookup) {}
+  Walk(const std::string& bytes, const Vocabulary& vocabulary)
+      : bytes_(bytes), vocabulary_(vocabulary) {}
 
   // Reads the fields of a message up to the end, or up to the end of the group
   // that they are in. The type is null where it is unknown.
@@ -138,7 +138,7 @@ class Walk {
         !pb::Any::ParseAnyTypeUrl(any.type_url(), &name)) {
       return;
     }
-    const pb::Descriptor* type = lookup_.FindMessage(name);
+    const pb::Descriptor* type = vocabulary_.FindMessage(name);
     if (type == nullptr) return;
     position_ = content_.first;
     if (++contents_ > kDeepest) throw Fault{position_, "packed too deep"};
@@ -171,7 +171,7 @@ class Walk {
   }
 
   const std::string& bytes_;
-  const Lookup& lookup_;
+  const Vocabulary& vocabulary_;
   size_t position_ = 0;
   std::pair<size_t, size_t> content_;  // Of the Any that was read last.
   int depth_ = 0;     // Of messages and groups; a content starts anew.
@@ -182,9 +182,9 @@ class Walk {
 
 std::optional<Fault> FindFault(const std::string& bytes,
                                const pb::Descriptor* type,
-                               const Lookup& lookup) {
+                               const Vocabulary& vocabulary) {
   try {
-    Walk(bytes, lookup).Message(bytes.size(), type);
+    Walk(bytes, vocabulary).Message(bytes.size(), type);
     return std::nullopt;
   } catch (const Fault& fault) {
     return fault;

@@ -1,6 +1,6 @@
 // Encoded messages, read from bytes or hex digits.
-#ifndef TOOLS_INSPECT_INPUT_H_
-#define TOOLS_INSPECT_INPUT_H_
+#ifndef TOOLS_ZORVIK_INPUT_H_
+#define TOOLS_ZORVIK_INPUT_H_
 
 #include <cstddef>
 #include <stdexcept>
@@ -24,4 +24,4 @@ struct Piece {
 void Split(const std::string& input, Encoding encoding, Framing framing,
            std::vector<Piece>* pieces);
 
-#endif  // TOOLS_INSPECT_INPUT_H_
+#endif  // TOOLS_ZORVIK_INPUT_H_

@@ -1,7 +1,7 @@
 // The messages and enums of a descriptor set, and what the catalogue says of
 // them.
-#ifndef TOOLS_INSPECT_LOOKUP_H_
-#define TOOLS_INSPECT_LOOKUP_H_
+#ifndef TOOLS_ZORVIK_VOCABULARY_H_
+#define TOOLS_ZORVIK_VOCABULARY_H_
 
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/dynamic_message.h>
@@ -10,10 +10,14 @@
 #include <memory>
 #include <string>
 
-class Lookup {
+#include "catalogue/reader.h"
+
+class Vocabulary {
  public:
   // Reads both files. Throws std::runtime_error when one cannot be used.
-  Lookup(const std::string& descriptors, const std::string& catalogue);
+  Vocabulary(const std::string& descriptors, const std::string& catalogue);
+
+  const catalogue::Catalogue& catalogue() const { return catalogue_; }
 
   // Nothing when there is no such message.
   const google::protobuf::Descriptor* FindMessage(
@@ -39,10 +43,11 @@ class Lookup {
  private:
   google::protobuf::DescriptorPool pool_;
   google::protobuf::DynamicMessageFactory factory_;
+  catalogue::Catalogue catalogue_;
   // By full names of fields and ids.
   std::map<std::string, std::string> enum_of_field_;
   std::map<std::string, std::string> unit_of_field_;
   std::map<std::string, std::string> carried_by_id_;
 };
 
-#endif  // TOOLS_INSPECT_LOOKUP_H_
+#endif  // TOOLS_ZORVIK_VOCABULARY_H_

@@ -1,4 +1,4 @@
-// Inspect finds a fault exactly where the runtime refuses the message: over
+// The walk finds a fault exactly where the runtime refuses the message: over
 // all messages, cut short anywhere and with any byte changed.
 #include <google/protobuf/dynamic_message.h>
 #include <google/protobuf/unknown_field_set.h>
@@ -9,21 +9,21 @@
 
 #include "channelMessage.pb.h"
 #include "gimbalMessage.pb.h"
-#include "inspect/printer.h"
-#include "inspect/wire.h"
 #include "smcMessage.pb.h"
 #include "support/captured_log.h"
 #include "support/fill.h"
 #include "support/hex.h"
 #include "support/schemas.h"
+#include "zorvik/printer.h"
+#include "zorvik/wire.h"
 
 namespace {
 
 namespace pb = google::protobuf;
 
-class InspectTest : public testing::Test {
+class ZorvikTest : public testing::Test {
  protected:
-  InspectTest() : lookup_(DESCRIPTOR_SET, CATALOGUE) {}
+  ZorvikTest() : vocabulary_(DESCRIPTOR_SET, CATALOGUE) {}
 
   // Expects the same verdict of both, and of the bytes as a content, which is
   // no concern of the runtime's, the same fault further back.
@@ -49,13 +49,13 @@ class InspectTest : public testing::Test {
 
   std::optional<Fault> FaultOf(const std::string& type,
                                const std::string& bytes) {
-    return FindFault(bytes, lookup_.FindMessage(type), lookup_);
+    return FindFault(bytes, vocabulary_.FindMessage(type), vocabulary_);
   }
 
-  Lookup lookup_;
+  Vocabulary vocabulary_;
 };
 
-TEST_F(InspectTest, AgreesWithTheRuntime) {
+TEST_F(ZorvikTest, AgreesWithTheRuntime) {
   for (const pb::Descriptor* type : Messages()) {
     for (const Fill fill : {Fill::kSmall, Fill::kLowest}) {
       const auto message = NewMessage(type);
@@ -75,7 +75,7 @@ TEST_F(InspectTest, AgreesWithTheRuntime) {
 }
 
 // Groups in groups, in a message, in a message of it and behind a content.
-TEST_F(InspectTest, AgreesWithTheRuntimeOnDepth) {
+TEST_F(ZorvikTest, AgreesWithTheRuntimeOnDepth) {
   const pb::Descriptor* type =
       zorvik::gimbal::UavGimbalRotateReqMessage::descriptor();
   for (int depth = 97; depth < 103; ++depth) {
@@ -100,7 +100,7 @@ TEST_F(InspectTest, AgreesWithTheRuntimeOnDepth) {
 }
 
 // Each has a stack, and so a limit.
-TEST_F(InspectTest, StopsAtContentsPackedTooDeep) {
+TEST_F(ZorvikTest, StopsAtContentsPackedTooDeep) {
   for (const int depth : {100, 101, 1000}) {
     zorvik::smc::smcMessage task;
     for (int i = 0; i < depth; ++i) {
@@ -110,7 +110,7 @@ TEST_F(InspectTest, StopsAtContentsPackedTooDeep) {
       task = std::move(outer);
     }
     std::ostringstream text;
-    Printer(&lookup_, &text).Print(task, 0);
+    Printer(&vocabulary_, &text).Print(task, 0);
     const bool stops = text.str().find("packed too deep") != std::string::npos;
     const auto fault = FaultOf(task.GetTypeName(), Encode(task));
     EXPECT_EQ(stops, depth > 100);
@@ -118,7 +118,7 @@ TEST_F(InspectTest, StopsAtContentsPackedTooDeep) {
   }
 }
 
-TEST_F(InspectTest, NamesThePlace) {
+TEST_F(ZorvikTest, NamesThePlace) {
   const struct {
     const char* type;
     const char* hex;

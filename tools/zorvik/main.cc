@@ -1,0 +1,86 @@
+// The program zorvik: options, files and exit status of all its subcommands.
+#include <google/protobuf/stubs/logging.h>
+
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "command.h"
+
+namespace {
+
+// The folder with the descriptor set and the catalogue, seen from the program.
+std::filesystem::path DataFolder() {
+  const auto self = std::filesystem::canonical("/proc/self/exe");
+  return (self.parent_path() / DATA_FOLDER).lexically_normal();
+}
+
+int Complain(const std::string& what, int status) {
+  std::cout << std::flush;
+  std::cerr << "zorvik: " << what << '\n';
+  return status;
+}
+
+int Main(int argc, char** argv) {
+  const std::filesystem::path data = DataFolder();
+  std::string descriptors = data / "ZorvikPBProto.binpb";
+  std::string catalogue = data / "catalogue.json";
+
+  CLI::App program("Messages of the Zorvik vocabulary at hand.", "zorvik");
+  program.set_version_flag("--version", "zorvik " VERSION);
+  program.add_option("--descriptors", descriptors, "Descriptor set to use")
+      ->type_name("FILE");
+  program.add_option("--catalogue", catalogue, "Catalogue of the same schemas")
+      ->type_name("FILE");
+  program.fallthrough();
+  program.require_subcommand(1);
+  program.footer(
+      "Exit status: 0; 1 when something could not be read, with the reason on\n"
+      "standard error; 2 when the command line makes no sense.\n\n"
+      "zorvik SUBCOMMAND --help shows the options of a subcommand.");
+
+  // In the order of the subcommands.
+  const std::vector<Run> runs = {AddDecode(&program), AddIds(&program)};
+  const std::vector<CLI::App*> subcommands =
+      program.get_subcommands([](CLI::App*) { return true; });
+  std::string help = "zorvik --help";
+  try {
+    program.parse(argc, argv);
+    for (size_t i = 0; i < runs.size(); ++i) {
+      if (!subcommands[i]->parsed()) continue;
+      help = "zorvik " + subcommands[i]->get_name() + " --help";
+      Vocabulary vocabulary(descriptors, catalogue);
+      const int status = runs[i](&vocabulary);
+      if (!std::cout.flush()) {
+        throw std::runtime_error("the output cannot be written");
+      }
+      return status;
+    }
+    return 2;  // Not reached: there has to be a subcommand.
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) return program.exit(error);
+    for (const CLI::App* each : program.get_subcommands()) {
+      help = "zorvik " + each->get_name() + " --help";
+    }
+    return Complain(std::string(error.what()) + "; " + help + " tells more", 2);
+  } catch (const WrongUse& error) {
+    return Complain(std::string(error.what()) + "; " + help + " tells more", 2);
+  } catch (const std::exception& error) {
+    return Complain(error.what(), 1);
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  google::protobuf::SetLogHandler(nullptr);
+  std::ios::sync_with_stdio(false);
+  try {
+    return Main(argc, argv);
+  } catch (const std::exception& error) {
+    return Complain(error.what(), 1);
+  }
+}
