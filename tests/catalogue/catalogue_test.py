@@ -90,9 +90,9 @@ for name in top:
 # Subsystems and devices.
 types = next(e for e in enums if e["name"] == "zorvik.access.payloadType")
 devices = {value.get("schema") for value in types["values"]}
-faults += [f"{s['name']} is a payload device without a value of payloadType"
-           for s in catalogue["schemas"]
-           if s.get("subsystem") == "payloads" and s["name"] not in devices]
+faults += [f"{s['name']} is in the subsystem payloads or has a value of "
+           "payloadType, and not both" for s in catalogue["schemas"]
+           if (s.get("subsystem") == "payloads") != (s["name"] in devices)]
 faults += [f"{s['name']} has no @subsystem of those in {sys.argv[3]}"
            for s in catalogue["schemas"] if s.get("subsystem") not in groups]
 
