@@ -179,6 +179,27 @@ TEST(Writing, TakesTheTopicFromTheMessage) {
           reset, 1, 9)));
 }
 
+// Pretends to be encoded in so many bytes.
+struct Pretended {
+  size_t size = 0;
+  size_t ByteSizeLong() const { return size; }
+  std::string GetTypeName() const { return "test.Pretended"; }
+  uint8_t* SerializeWithCachedSizesToArray(uint8_t* at) const { return at; }
+};
+
+TEST(Writing, RefusesMoreThanTwoGibibytesInAnyRoom) {
+  using Huge =
+      topics::Topic<channel::CHANNEL_TOPIC_TYPE_PARACHUTE_ACTION, Pretended>;
+  constexpr size_t kLimit = std::numeric_limits<int>::max();
+  char buffer[256];
+  for (const size_t size : {kLimit - 200, kLimit, kLimit + 1}) {
+    EXPECT_EQ(topics::Write<Huge>(Pretended{size}, From{1}, To{9}, buffer,
+                                  std::numeric_limits<size_t>::max())
+                  .fits,
+              size < kLimit);
+  }
+}
+
 // Receives by both ways into an object that has been used before, and expects
 // no difference.
 template <typename Topic>
