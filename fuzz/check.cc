@@ -87,17 +87,19 @@ using Passed = std::map<std::string, std::set<const pb::Descriptor*>>;
 
 Passed& PassedChecks();
 
-void PrintPassedByAll() {
-  std::string names;
+void PrintPassed() {
+  std::string by_all;
+  std::string by_some;
   for (const auto& [name, types] : PassedChecks()) {
-    if (types.size() == Messages().size()) names += ' ' + name;
+    (types.size() == Messages().size() ? by_all : by_some) += ' ' + name;
   }
-  std::fprintf(stderr, "all messages passed:%s.\n", names.c_str());
+  std::fprintf(stderr, "all messages passed:%s. some passed:%s.\n",
+               by_all.c_str(), by_some.c_str());
 }
 
 Passed& PassedChecks() {
   static auto* passed = [] {
-    std::atexit(PrintPassedByAll);
+    std::atexit(PrintPassed);
     return new Passed();
   }();
   return *passed;

@@ -19,8 +19,8 @@ void Require(bool condition, const char* what,
              const google::protobuf::Message& message);
 
 // Takes down that a message has passed a check. At its end the process names
-// the checks that messages of every type have passed, so that a replay which
-// checks less than it seems to is seen.
+// the checks that messages of every type have passed, and those that only some
+// have, so that a replay which checks less than it seems to is seen.
 void Pass(const char* check, const google::protobuf::Message& message);
 
 // Whether the costly checks run on an input.
