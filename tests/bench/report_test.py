@@ -191,6 +191,13 @@ echo '{{"context": {{"library": "{library}"}}, "benchmarks": [{{{fault} "name": 
                     where[path[-1]] = value
                 with self.subTest(path=path), self.assertRaisesRegex(SystemExit, refused):
                     report.check(wrong, DOCUMENT)
+            with tempfile.TemporaryDirectory() as folder:
+                other = pathlib.Path(folder, DOCUMENT.name)
+                other.write_text(re.sub(r"(bench:dlopen -->)[^<]+", r"\1-1",
+                                        DOCUMENT.read_text(encoding="utf-8")), encoding="utf-8")
+                other.with_suffix("").symlink_to(DOCUMENT.with_suffix("").resolve())
+                with self.assertRaisesRegex(SystemExit, "has other figures"):
+                    report.check(results, other)
 
 
 if __name__ == "__main__":
