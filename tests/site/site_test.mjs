@@ -1,8 +1,8 @@
 // The reference site in a browser, opened from disk as a reader does.
 import assert from 'node:assert/strict';
 import { spawnSync } from 'node:child_process';
-import { mkdirSync, mkdtempSync, readFileSync, rmSync,
-  writeFileSync } from 'node:fs';
+import { mkdirSync, mkdtempSync, readdirSync, readFileSync,
+  rmSync, writeFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { after, before, beforeEach, test } from 'node:test';
 
@@ -89,6 +89,17 @@ test('pages load nothing else, and every link has a target', async () => {
     }
   }
   assert.ok(links > messages.length);
+  // What the guides link to in each other, they do on their pages.
+  for (const name of readdirSync(new URL('../../docs/', import.meta.url))) {
+    if (!name.endsWith('.md')) continue;
+    const text = readFileSync(
+        new URL(`../../docs/${name}`, import.meta.url), 'utf8');
+    for (const [, guide, anchor] of text.matchAll(/\]\(([\w-]+)\.md(#\S+)\)/g)) {
+      assert.ok(found.get(`guide/${name.replace('.md', '.html')}`).links
+          .includes(`../guide/${guide}.html${anchor}`),
+      `${name} links to ${guide}${anchor}, and its page does not`);
+    }
+  }
 });
 
 // What the page of a schema says, line by line as in schema_text.mjs. A link
@@ -181,6 +192,20 @@ test('the lists of ids, open points, schemas and messages are complete',
         enums.filter(({ tags: { ids } }) => ids?.[0] === kind)).flatMap((type) => [
         [type.fullName, ...type.open.map((point) => `open: ${squeeze(point)}`)]
             .join(' | '), ...type.members.map(lineOfValue)]));
+
+      // A long list is in blocks of a hundred, each with a link to it.
+      const blocks = enums.filter(({ tags, members }) =>
+        tags.ids && members.length > 60).flatMap(({ name, members }) =>
+        [...new Set(members.map(({ number }) => Math.floor(number / 100)))]
+            .filter(Boolean).map((hundred) => `${name}.${hundred}: ${members.map(
+                (member) => member.number).filter((number) =>
+              Math.floor(number / 100) === hundred).join(' ')}`));
+      assert.ok(blocks.length > 1);
+      same('blocks', await page.$$eval('h4', (all) => all.map((h4) =>
+        `${h4.id}: ${[...h4.nextElementSibling.querySelectorAll('td.num')].map(
+            (cell) => cell.textContent).join(' ')}`)), blocks);
+      same('links to blocks', await page.$$eval('.jump a', (all) =>
+        all.map((a) => a.hash.slice(1))), blocks.map((line) => line.split(':')[0]));
 
       const rows = (selector, cells) => page.$$eval(selector, (all, parts) =>
         all.map((node) => parts.flatMap((part) =>
