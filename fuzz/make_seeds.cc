@@ -25,20 +25,14 @@ namespace fs = std::filesystem;
 using UseEncoding =
     std::function<void(const pb::Descriptor*, const std::string&)>;
 
-// Calls back with every encoding in the vectors, good ones and bad ones.
-void ForEachVector(const fs::path& folder, const UseEncoding& use) {
-  for (const pb::FileDescriptor* schema : Schemas()) {
-    if (schema->message_type_count() == 0) continue;
-    for (const WireVector& vector : ReadVectors(folder, schema)) {
-      const pb::Descriptor* type =
-          schema->pool()->FindMessageTypeByName(vector.Text("message"));
-      for (const char* key : {"hex", "input"}) {
-        if (vector.Has(key)) use(type, FromHex(vector.Text(key)));
-      }
-      for (const char* key : {"also", "rejects"}) {
-        for (const std::string& hex : vector.List(key)) use(type, FromHex(hex));
-      }
-    }
+// Calls back with every encoding in a vector, good ones and bad ones.
+void ForEachEncoding(const WireVector& vector, const pb::Descriptor* type,
+                     const UseEncoding& use) {
+  for (const char* key : {"hex", "input"}) {
+    if (vector.Has(key)) use(type, FromHex(vector.Text(key)));
+  }
+  for (const char* key : {"also", "rejects"}) {
+    for (const std::string& hex : vector.List(key)) use(type, FromHex(hex));
   }
 }
 
@@ -117,7 +111,9 @@ int main(int argc, char** argv) try {
                           const std::string& bytes) {
     seeds.merge(Inputs(target, type, bytes));
   };
-  ForEachVector(argv[2], insert);
+  ForEachVector(argv[2], [&insert](const auto& vector, const auto* type) {
+    ForEachEncoding(vector, type, insert);
+  });
   ForEachRegression(argv[3], insert);
   fs::remove_all(argv[4]);
   fs::create_directories(argv[4]);

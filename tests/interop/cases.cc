@@ -6,9 +6,7 @@
 #include <google/protobuf/util/json_util.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <functional>
-#include <limits>
+#include <algorithm>
 #include <utility>
 
 #include "support/fill.h"
@@ -25,107 +23,38 @@ using pb::FieldDescriptor;
 constexpr int kRandomFills = 20;
 constexpr uint64_t kSeed = 2;
 
-bool IsNegativeZero(double value) { return value == 0 && std::signbit(value); }
-
-// Calls one of these for every float, double and Any that is set, in records
-// and lists, too.
-struct Visitor {
-  std::function<void(float)> on_float;
-  std::function<void(double)> on_double;
-  std::function<void(const pb::Any&)> on_any;
-};
-
-void Visit(const pb::Message& message, const Visitor& visitor) {
-  if (const auto* any = pb::DynamicCastToGenerated<pb::Any>(&message)) {
-    visitor.on_any(*any);
-    return;
-  }
-  const pb::Reflection* r = message.GetReflection();
-  std::vector<const FieldDescriptor*> fields;
-  r->ListFields(message, &fields);
-  for (const FieldDescriptor* field : fields) {
-    if (field->cpp_type() == FieldDescriptor::CPPTYPE_FLOAT) {
-      visitor.on_float(r->GetFloat(message, field));
-    } else if (field->cpp_type() == FieldDescriptor::CPPTYPE_DOUBLE) {
-      visitor.on_double(r->GetDouble(message, field));
-    } else if (field->cpp_type() == FieldDescriptor::CPPTYPE_MESSAGE) {
-      if (!field->is_repeated()) {
-        Visit(r->GetMessage(message, field), visitor);
-        continue;
-      }
-      for (const pb::Message& element :
-           r->GetRepeatedFieldRef<pb::Message>(message, field)) {
-        Visit(element, visitor);
-      }
-    }
-  }
-}
-
-// The message in an Any; nothing when it is not one of the vocabulary's.
-std::unique_ptr<pb::Message> Unpacked(const pb::Any& any) {
-  const std::string name = any.type_url().substr(any.type_url().rfind('/') + 1);
-  const pb::Descriptor* type =
-      pb::DescriptorPool::generated_pool()->FindMessageTypeByName(name);
-  if (type == nullptr || name.rfind("zorvik.", 0) != 0) return nullptr;
-  std::unique_ptr<pb::Message> payload = NewMessage(type);
-  if (!any.UnpackTo(payload.get())) return nullptr;
-  return payload;
-}
-
-// JSON's zero has no sign for most readers, and an Any is written as the
-// message in it, which has to be there and known by name.
-bool HasJsonForm(const pb::Message& message) {
-  bool has = true;
-  const auto check = [&has](double value) {
-    if (IsNegativeZero(value)) has = false;
-  };
-  Visit(message, {check, check, [&has](const pb::Any& any) {
-                    const auto payload = Unpacked(any);
-                    if (!payload || !HasJsonForm(*payload)) has = false;
-                  }});
-  return has;
-}
-
 // A case of bytes that the library reads.
 Case Readable(std::string origin, const pb::Descriptor* type,
               std::string bytes) {
   Case item{std::move(origin), type, std::move(bytes), NewMessage(type), ""};
   EXPECT_TRUE(item.message->ParseFromString(item.bytes)) << item.origin;
-  if (HasJsonForm(*item.message)) {
+  // JSON's zero has no sign for most readers, and an Any is written as the
+  // message in it.
+  if (EveryNumber(*item.message, IsNoNegativeZero)) {
     EXPECT_TRUE(pb::util::MessageToJsonString(*item.message, &item.json).ok())
         << item.origin;
   }
   return item;
 }
 
-void AddVectors(const std::filesystem::path& folder, std::vector<Case>* cases) {
-  for (const pb::FileDescriptor* schema : Schemas()) {
-    if (schema->message_type_count() == 0) continue;
-    for (const WireVector& vector : ReadVectors(folder, schema)) {
-      const std::string origin = "vector \"" + vector.Text("name") + '"';
-      const pb::Descriptor* type =
-          pb::DescriptorPool::generated_pool()->FindMessageTypeByName(
-              vector.Text("message"));
-      for (const std::string& hex : vector.List("rejects")) {
-        cases->push_back({origin, type, FromHex(hex), nullptr, ""});
-      }
-      if (vector.Has("rejects")) continue;
-      std::vector<std::string> encodings = vector.List("also");
-      encodings.push_back(vector.Text(vector.Has("input") ? "input" : "hex"));
-      for (const std::string& hex : encodings) {
-        cases->push_back(Readable(origin, type, FromHex(hex)));
-        EXPECT_EQ(ToHex(Encode(*cases->back().message)), vector.Text("hex"));
-      }
-      // Two encodings in a row are read as the second merged into the first.
-      std::string both;
-      for (const std::string& text : vector.List("merge")) {
-        both += Encode(*FromText(type, text));
-      }
-      if (vector.Has("merge")) {
-        cases->push_back(Readable(origin + ", merged", type, both));
-        EXPECT_EQ(ToHex(Encode(*cases->back().message)), vector.Text("hex"));
-      }
-    }
+void AddVector(const WireVector& vector, const pb::Descriptor* type,
+               std::vector<Case>* cases) {
+  const std::string origin = "vector \"" + vector.Text("name") + '"';
+  for (const std::string& hex : vector.List("rejects")) {
+    cases->push_back({origin, type, FromHex(hex), nullptr, ""});
+  }
+  if (vector.Has("rejects")) return;
+  std::vector<std::string> encodings = vector.List("also");
+  encodings.push_back(vector.Text(vector.Has("input") ? "input" : "hex"));
+  // Two encodings in a row are read as the second merged into the first.
+  std::string both;
+  for (const std::string& text : vector.List("merge")) {
+    both += ToHex(FromText(type, text)->SerializeAsString());
+  }
+  if (vector.Has("merge")) encodings.push_back(both);
+  for (const std::string& hex : encodings) {
+    cases->push_back(Readable(origin, type, FromHex(hex)));
+    EXPECT_EQ(ToHex(Encode(*cases->back().message)), vector.Text("hex"));
   }
 }
 
@@ -152,7 +81,9 @@ void AddFilled(std::vector<Case>* cases) {
 
 std::vector<Case> Cases(const std::filesystem::path& vector_folder) {
   std::vector<Case> cases;
-  AddVectors(vector_folder, &cases);
+  ForEachVector(vector_folder, [&cases](const auto& vector, const auto* type) {
+    AddVector(vector, type, &cases);
+  });
   AddFilled(&cases);
   return cases;
 }
@@ -164,42 +95,37 @@ std::unique_ptr<pb::Message> KnownContent(const pb::Message& message) {
   return known;
 }
 
-void ClearNegativeZeros(pb::Message* message) {
-  const pb::Reflection* r = message->GetReflection();
-  std::vector<const FieldDescriptor*> fields;
-  r->ListFields(*message, &fields);
-  for (const FieldDescriptor* field : fields) {
-    if (field->cpp_type() == FieldDescriptor::CPPTYPE_FLOAT) {
-      if (IsNegativeZero(r->GetFloat(*message, field))) {
-        r->ClearField(message, field);
-      }
-    } else if (field->cpp_type() == FieldDescriptor::CPPTYPE_DOUBLE) {
-      if (IsNegativeZero(r->GetDouble(*message, field))) {
-        r->ClearField(message, field);
-      }
-    } else if (field->cpp_type() == FieldDescriptor::CPPTYPE_MESSAGE) {
-      if (!field->is_repeated()) {
-        ClearNegativeZeros(r->MutableMessage(message, field));
-        continue;
-      }
-      for (int i = 0; i < r->FieldSize(*message, field); ++i) {
-        ClearNegativeZeros(r->MutableRepeatedMessage(message, field, i));
-      }
-    }
+bool EveryNumber(const pb::Message& message,
+                 const std::function<bool(double)>& passes) {
+  if (const auto* any = pb::DynamicCastToGenerated<pb::Any>(&message)) {
+    std::string name;
+    pb::Any::ParseAnyTypeUrl(any->type_url(), &name);
+    const pb::Descriptor* type =
+        pb::DescriptorPool::generated_pool()->FindMessageTypeByName(name);
+    if (type == nullptr || name.rfind("zorvik.", 0) != 0) return false;
+    const std::unique_ptr<pb::Message> content = NewMessage(type);
+    return any->UnpackTo(content.get()) && EveryNumber(*content, passes);
   }
-}
-
-bool HoldsGreatestFloat(const pb::Message& message) {
-  bool holds = false;
-  Visit(message, {[&holds](float value) {
-                    if (std::abs(value) == std::numeric_limits<float>::max()) {
-                      holds = true;
-                    }
-                  },
-                  [](double) {},
-                  [&holds](const pb::Any& any) {
-                    const auto payload = Unpacked(any);
-                    if (payload && HoldsGreatestFloat(*payload)) holds = true;
-                  }});
-  return holds;
+  const pb::Reflection* r = message.GetReflection();
+  std::vector<const FieldDescriptor*> fields;
+  r->ListFields(message, &fields);
+  return std::all_of(fields.begin(), fields.end(), [&](const auto* field) {
+    switch (field->cpp_type()) {
+      case FieldDescriptor::CPPTYPE_FLOAT:
+        return passes(r->GetFloat(message, field));
+      case FieldDescriptor::CPPTYPE_DOUBLE:
+        return passes(r->GetDouble(message, field));
+      case FieldDescriptor::CPPTYPE_MESSAGE:
+        break;
+      default:
+        return true;
+    }
+    if (!field->is_repeated()) {
+      return EveryNumber(r->GetMessage(message, field), passes);
+    }
+    const auto list = r->GetRepeatedFieldRef<pb::Message>(message, field);
+    return std::all_of(list.begin(), list.end(), [&](const auto& element) {
+      return EveryNumber(element, passes);
+    });
+  });
 }

@@ -4,7 +4,9 @@
 
 #include <google/protobuf/message.h>
 
+#include <cmath>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -30,10 +32,13 @@ std::vector<Case> Cases(const std::filesystem::path& vector_folder);
 std::unique_ptr<google::protobuf::Message> KnownContent(
     const google::protobuf::Message& message);
 
-// Clears every number that is a negative zero, but not those within an Any.
-void ClearNegativeZeros(google::protobuf::Message* message);
+// Whether every float and double that is set passes, in records, in lists and
+// in the vocabulary's messages in an Any, too. No other Any passes.
+bool EveryNumber(const google::protobuf::Message& message,
+                 const std::function<bool(double)>& passes);
 
-// Whether a float, here or in a record or an Any, has the greatest magnitude.
-bool HoldsGreatestFloat(const google::protobuf::Message& message);
+inline bool IsNoNegativeZero(double value) {
+  return value != 0 || !std::signbit(value);
+}
 
 #endif  // TESTS_INTEROP_CASES_H_

@@ -26,33 +26,36 @@ std::set<std::string> WireVector::Keys() const {
   return keys;
 }
 
-std::vector<WireVector> ReadVectors(const std::filesystem::path& folder,
-                                    const pb::FileDescriptor* schema) {
-  const std::filesystem::path path =
-      folder / std::filesystem::path(schema->name()).replace_extension(".json");
-  std::ifstream file(path);
-  if (!file) {
-    throw std::runtime_error(path.string() + " is missing: " + schema->name() +
-                             " declares messages");
+void ForEachVector(
+    const std::filesystem::path& folder,
+    const std::function<void(const WireVector&, const pb::Descriptor*)>& use) {
+  for (const pb::FileDescriptor* schema : Schemas()) {
+    if (schema->message_type_count() == 0) continue;
+    const std::filesystem::path path =
+        folder /
+        std::filesystem::path(schema->name()).replace_extension(".json");
+    std::stringstream json;
+    json << std::ifstream(path).rdbuf();
+    pb::Struct content;
+    if (!pb::util::JsonStringToMessage(json.str(), &content).ok() ||
+        content.fields().count("schema") == 0 ||
+        content.fields().at("schema").string_value() != schema->name() ||
+        content.fields().at("vectors").list_value().values().empty()) {
+      throw std::runtime_error(path.string() + " has no vectors of " +
+                               schema->name());
+    }
+    for (const pb::Value& item :
+         content.fields().at("vectors").list_value().values()) {
+      const WireVector vector(item.struct_value());
+      const pb::Descriptor* type =
+          schema->pool()->FindMessageTypeByName(vector.Text("message"));
+      if (type == nullptr || type->file() != schema) {
+        throw std::runtime_error(path.string() + ": " + schema->name() +
+                                 " has no " + vector.Text("message"));
+      }
+      use(vector, type);
+    }
   }
-  std::stringstream json;
-  json << file.rdbuf();
-  pb::Struct content;
-  const pb::util::Status status =
-      pb::util::JsonStringToMessage(json.str(), &content);
-  if (!status.ok())
-    throw std::runtime_error(path.string() + ": " + status.ToString());
-  if (content.fields().at("schema").string_value() != schema->name()) {
-    throw std::runtime_error(path.string() + " is of another schema");
-  }
-
-  std::vector<WireVector> vectors;
-  for (const pb::Value& item :
-       content.fields().at("vectors").list_value().values()) {
-    vectors.emplace_back(item.struct_value());
-  }
-  if (vectors.empty()) throw std::runtime_error(path.string() + " is empty");
-  return vectors;
 }
 
 std::unique_ptr<pb::Message> FromText(const pb::Descriptor* type,

@@ -8,6 +8,7 @@
 #include <google/protobuf/struct.pb.h>
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <set>
 #include <string>
@@ -33,10 +34,12 @@ class WireVector {
   google::protobuf::Map<std::string, google::protobuf::Value> fields_;
 };
 
-// The vectors of one schema. Throws std::runtime_error when there are none.
-std::vector<WireVector> ReadVectors(
+// Calls back with each vector and the message that it is of. Throws
+// std::runtime_error when a schema that declares messages has none.
+void ForEachVector(
     const std::filesystem::path& folder,
-    const google::protobuf::FileDescriptor* schema);
+    const std::function<void(const WireVector&,
+                             const google::protobuf::Descriptor*)>& use);
 
 // The message that a text describes. Throws std::runtime_error when it
 // describes none.
