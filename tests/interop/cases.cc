@@ -11,7 +11,6 @@
 
 #include "support/fill.h"
 #include "support/hex.h"
-#include "support/random_fill.h"
 #include "support/schemas.h"
 #include "support/wire_vectors.h"
 

@@ -9,18 +9,22 @@
 // Collects what the protobuf runtime logs during its lifetime.
 class CapturedLog {
  public:
-  CapturedLog();
-  ~CapturedLog();
+  CapturedLog() : previous_(google::protobuf::SetLogHandler(&Append)) {
+    current_ = this;
+  }
+  ~CapturedLog() { google::protobuf::SetLogHandler(previous_); }
   CapturedLog(const CapturedLog&) = delete;
   CapturedLog& operator=(const CapturedLog&) = delete;
 
   const std::string& text() const { return text_; }
 
  private:
-  static void Append(google::protobuf::LogLevel level, const char* file,
-                     int line, const std::string& message);
+  static void Append(google::protobuf::LogLevel, const char*, int,
+                     const std::string& message) {
+    current_->text_ += message + '\n';
+  }
 
-  static CapturedLog* current_;
+  inline static CapturedLog* current_ = nullptr;
   google::protobuf::LogHandler* previous_;
   std::string text_;
 };

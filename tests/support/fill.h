@@ -4,6 +4,8 @@
 
 #include <google/protobuf/message.h>
 
+#include <random>
+
 enum class Fill {
   kSmall,    // A different small positive value in every field.
   kLargest,  // The greatest numbers, long texts, bytes of every value.
@@ -13,5 +15,12 @@ enum class Fill {
 // Sets every field, records within records included. Enum-typed fields get a
 // number that their enum does not declare, repeated fields two elements.
 void FillMessage(google::protobuf::Message* message, Fill fill);
+
+// Sets about three fields in four, preferring values at the edges of their
+// type. Lists get up to three elements, enum-typed fields declared and
+// undeclared numbers, an Any a message of the vocabulary. The only NaN is the
+// usual quiet one, since languages without a type float do not keep the others;
+// the greatest float, which few readers of JSON accept, is not used.
+void FillRandomly(google::protobuf::Message* message, std::mt19937_64* random);
 
 #endif  // TESTS_SUPPORT_FILL_H_

@@ -17,7 +17,6 @@
 #include "streamMessage.pb.h"
 #include "support/captured_log.h"
 #include "support/fill.h"
-#include "support/random_fill.h"
 #include "support/topics.h"
 #include "uavComponentID.pb.h"
 #include "zorvik/version.h"
