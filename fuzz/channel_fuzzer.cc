@@ -3,7 +3,7 @@
 #include "channelMessage.pb.h"
 #include "check.h"
 #include "support/schemas.h"
-#include "topics.h"
+#include "support/topics.h"
 
 namespace {
 
@@ -70,12 +70,6 @@ void Receive(const channelTopicMessage& envelope, bool sampled) {
 }
 
 }  // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  // Invalid UTF-8 would be logged at every turn.
-  pb::SetLogHandler(nullptr);
-  return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   channelTopicMessage envelope;

@@ -107,6 +107,12 @@ Passed& PassedChecks() {
 
 }  // namespace
 
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  // Invalid UTF-8 would be logged at every turn.
+  pb::SetLogHandler(nullptr);
+  return 0;
+}
+
 void Require(bool condition, const char* what, const pb::Message& message) {
   if (condition) return;
   std::fprintf(stderr, "%s fails: %s\n%s\n", message.GetTypeName().c_str(),

@@ -14,8 +14,8 @@
 #include "picked_message.h"
 #include "support/hex.h"
 #include "support/schemas.h"
+#include "support/topics.h"
 #include "support/wire_vectors.h"
-#include "topics.h"
 
 namespace {
 
@@ -62,19 +62,10 @@ void ForEachRegression(const fs::path& folder, const UseEncoding& use) {
 
 // The topic type that carries a message, or else one that leaves it open.
 int TopicFor(const pb::Descriptor* type) {
-  const pb::EnumDescriptor* topics =
-      zorvik::channel::channelTopicType_descriptor();
-  int open = 0;
-  for (int i = 0; i < topics->value_count(); ++i) {
-    const int number = topics->value(i)->number();
-    const auto carried = CarriedMessages().find(number);
-    if (carried == CarriedMessages().end()) {
-      open = number;
-    } else if (carried->second == type->full_name()) {
-      return number;
-    }
+  for (const auto& [number, name] : CarriedMessages()) {
+    if (name == type->full_name()) return number;
   }
-  return open;
+  return zorvik::channel::CHANNEL_TOPIC_TYPE_PARACHUTE_ACTION;
 }
 
 std::string InEnvelope(const pb::Descriptor* type, const std::string& bytes) {

@@ -9,12 +9,6 @@
 
 namespace pb = google::protobuf;
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  // Invalid UTF-8 would be logged at every turn.
-  pb::SetLogHandler(nullptr);
-  return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < kPickSize) return 0;
   const std::unique_ptr<pb::Message> message = NewMessage(Picked(data));

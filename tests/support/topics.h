@@ -4,6 +4,7 @@
 #define TESTS_SUPPORT_TOPICS_H_
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -37,6 +38,19 @@ void ForEachSettledTopic(const Use& use) {
   if constexpr (first + kAtOnce < 11000) {
     ForEachSettledTopic<first + kAtOnce>(use);
   }
+}
+
+// Full names of the messages that settled topic types carry.
+inline const std::map<int, std::string>& CarriedMessages() {
+  static const auto* const carried = [] {
+    auto* const names = new std::map<int, std::string>;
+    ForEachSettledTopic([names](auto topic) {
+      using Topic = decltype(topic);
+      (*names)[Topic::kType] = Topic::Content::descriptor()->full_name();
+    });
+    return names;
+  }();
+  return *carried;
 }
 
 template <typename Topic>
