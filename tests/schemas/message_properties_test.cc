@@ -38,18 +38,6 @@ TEST(Sanitizers, EndTheProcess) {
 }
 #endif
 
-// The other tests are no stronger than what they are given.
-TEST(EveryMessage, IsFilledWithListsOfSeveralElements) {
-  ForEachFilled([](const pb::Message& filled) {
-    const pb::Descriptor* type = filled.GetDescriptor();
-    for (int i = 0; i < type->field_count(); ++i) {
-      if (!type->field(i)->is_repeated()) continue;
-      EXPECT_GE(filled.GetReflection()->FieldSize(filled, type->field(i)), 2)
-          << type->field(i)->name();
-    }
-  });
-}
-
 // Bytes, copies, arenas, merges, text and JSON, with unknown fields and
 // without.
 TEST(EveryMessage, PassesTheChecksOfTheFuzzTargets) {
