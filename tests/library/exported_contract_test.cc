@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 #include <link.h>
 
-#include <algorithm>
 #include <cstring>
+#include <sstream>
 
 #include "accessMessage.pb.h"
 #include "channelMessage.pb.h"
@@ -82,32 +82,23 @@ std::vector<std::string> SymbolsOf(const pb::Descriptor* type) {
       "_ZN" + space + Sized("_" + type->name() + "_default_instance_") + "E",
       "_ZN6google8protobuf5Arena18CreateMaybeMessageIN" + name +
           "EJEEEPT_PS1_DpOT0_",
-      "_ZTVN" + name + "E",
-      "_ZTIN" + name + "E",
-      "_ZN" + name + "C1E" + arena + "b",
-      "_ZN" + name + "C2E" + arena + "b",
-      "_ZN" + name + "C1ERKS1_",
-      "_ZN" + name + "C2ERKS1_",
-      "_ZN" + name + "D0Ev",
-      "_ZN" + name + "D1Ev",
-      "_ZN" + name + "D2Ev",
-      "_ZNK" + name + "3NewE" + arena,
-      "_ZN" + name + "5ClearEv",
-      "_ZNK" + name + "13IsInitializedEv",
-      "_ZNK" + name + "12ByteSizeLongEv",
-      "_ZNK" + name + "13GetCachedSizeEv",
-      "_ZN" + name +
-          "14_InternalParseEPKcPN6google8protobuf8internal12ParseContextE",
-      "_ZNK" + name +
-          "18_InternalSerializeEPhPN6google8protobuf2io19EpsCopyOutputStreamE",
-      "_ZNK" + name + "13SetCachedSizeEi",
-      "_ZNK" + name + "11GetMetadataEv",
-      "_ZNK" + name + "12GetClassDataEv",
-      "_ZN" + name + "8CopyFromERKS1_",
-      "_ZN" + name + "9MergeImplERN6google8protobuf7MessageERKS4_",
-      "_ZN" + name + "12InternalSwapEPS1_",
-      "_ZN" + name + "12_class_data_E",
   };
+  // With % for the name and & for an arena.
+  std::istringstream patterns(
+      "_ZTVN%E _ZTIN%E _ZN%C1E&b _ZN%C2E&b _ZN%C1ERKS1_ _ZN%C2ERKS1_ _ZN%D0Ev "
+      "_ZN%D1Ev _ZN%D2Ev _ZNK%3NewE& _ZN%5ClearEv _ZNK%13IsInitializedEv "
+      "_ZNK%12ByteSizeLongEv _ZNK%13GetCachedSizeEv "
+      "_ZN%14_InternalParseEPKcPN6google8protobuf8internal12ParseContextE "
+      "_ZNK%18_InternalSerializeEPhPN6google8protobuf2io19EpsCopyOutputStreamE "
+      "_ZNK%13SetCachedSizeEi _ZNK%11GetMetadataEv _ZNK%12GetClassDataEv "
+      "_ZN%8CopyFromERKS1_ _ZN%9MergeImplERN6google8protobuf7MessageERKS4_ "
+      "_ZN%12InternalSwapEPS1_ _ZN%12_class_data_E");
+  for (std::string pattern; patterns >> pattern;) {
+    pattern.replace(pattern.find('%'), 1, name);
+    const size_t at = pattern.find('&');
+    if (at != std::string::npos) pattern.replace(at, 1, arena);
+    symbols.push_back(pattern);
+  }
   for (int i = 0; i < type->field_count(); ++i) {
     const pb::FieldDescriptor* field = type->field(i);
     if (field->is_repeated() || field->message_type() == nullptr) continue;
@@ -125,13 +116,11 @@ TEST(Library, NamesItselfAndBothRuntimes) {
   const Library library;
   EXPECT_EQ(library.DynamicStrings(DT_SONAME),
             std::vector<std::string>{"libZorvikPBProto.so.2"});
-  std::vector<std::string> needed = library.DynamicStrings(DT_NEEDED);
-  // A sanitizer's runtime has to come before all others.
-  needed.erase(std::remove_if(needed.begin(), needed.end(),
-                              [](const std::string& name) {
-                                return name.find("san.so") != std::string::npos;
-                              }),
-               needed.end());
+  // A sanitizer's runtime comes before all others.
+  std::vector<std::string> needed;
+  for (const std::string& name : library.DynamicStrings(DT_NEEDED)) {
+    if (name.find("san.so") == std::string::npos) needed.push_back(name);
+  }
   ASSERT_GE(needed.size(), 2u);
   EXPECT_EQ(needed[0], "libprotobuf.so.32");
   EXPECT_EQ(needed[1], "libprotobuf-lite.so.32");
@@ -144,21 +133,18 @@ TEST(Library, IsBoundAtLoadStaysLoadedAndSealsItsRelocations) {
   EXPECT_TRUE(flags[0] & DF_1_NOW);
   EXPECT_TRUE(flags[0] & DF_1_NODELETE);
 
-  struct Search {
-    uintptr_t base;
-    bool relro;
-  } search = {library.base(), false};
+  std::pair<uintptr_t, bool> base_and_relro = {library.base(), false};
   dl_iterate_phdr(
       [](dl_phdr_info* info, size_t, void* data) {
-        auto* s = static_cast<Search*>(data);
-        if (info->dlpi_addr != s->base) return 0;
+        auto& [base, relro] = *static_cast<decltype(base_and_relro)*>(data);
+        if (info->dlpi_addr != base) return 0;
         for (int i = 0; i < info->dlpi_phnum; ++i) {
-          s->relro |= info->dlpi_phdr[i].p_type == PT_GNU_RELRO;
+          relro |= info->dlpi_phdr[i].p_type == PT_GNU_RELRO;
         }
         return 1;
       },
-      &search);
-  EXPECT_TRUE(search.relro);
+      &base_and_relro);
+  EXPECT_TRUE(base_and_relro.second);
 }
 
 TEST(Contract, ExportsEveryMessageClass) {
@@ -217,16 +203,16 @@ TEST(Contract, ExportsTheDescriptorTableOfEverySchema) {
 // An executable may hold copies of the library's objects. All must agree on
 // one: the library must not bind to its own copies.
 TEST(Contract, HasOneDefaultInstanceSeenFromTheExecutable) {
-  const auto expect_prototype = [](const pb::Message& instance) {
+  const pb::Message* const instances[] = {
+      &zorvik::access::payloadList::default_instance(),
+      &zorvik::channel::channelTopicMessage::default_instance(),
+      &zorvik::gimbal::UavGimbalRotateReqMessage::default_instance()};
+  for (const pb::Message* instance : instances) {
     EXPECT_EQ(pb::MessageFactory::generated_factory()->GetPrototype(
-                  instance.GetDescriptor()),
-              &instance)
-        << instance.GetTypeName();
-  };
-  expect_prototype(zorvik::access::payloadList::default_instance());
-  expect_prototype(zorvik::channel::channelTopicMessage::default_instance());
-  expect_prototype(
-      zorvik::gimbal::UavGimbalRotateReqMessage::default_instance());
+                  instance->GetDescriptor()),
+              instance)
+        << instance->GetTypeName();
+  }
   // An absent record reads as the default instance of its type.
   EXPECT_EQ(&zorvik::gimbal::UavGimbalRotateReqMessage().rotationvalue(),
             &zorvik::gimbal::GimbalAttitude3d::default_instance());

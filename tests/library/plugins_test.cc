@@ -3,55 +3,46 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <thread>
 
 namespace {
 
-class Plugin {
- public:
-  explicit Plugin(const char* path)
-      : handle_(dlopen(path, RTLD_NOW | RTLD_LOCAL)) {
-    if (handle_ == nullptr) throw std::runtime_error(dlerror());
-  }
-  ~Plugin() { dlclose(handle_); }
-  Plugin(const Plugin&) = delete;
-  Plugin& operator=(const Plugin&) = delete;
-
-  void* Make() const { return Find<void*()>("MakeEnvelope")(); }
-  bool Take(void* message) const {
-    return Find<bool(void*)>("TakeEnvelope")(message);
-  }
-
- private:
-  template <typename Function>
-  Function* Find(const char* name) const {
-    void* symbol = dlsym(handle_, name);
-    if (symbol == nullptr) throw std::runtime_error(dlerror());
-    return reinterpret_cast<Function*>(symbol);
-  }
-
-  void* handle_;
+struct Close {
+  void operator()(void* handle) { dlclose(handle); }
 };
+using Plugin = std::unique_ptr<void, Close>;
 
-void ExpectExchange(const Plugin& one, const Plugin& other) {
-  EXPECT_TRUE(other.Take(one.Make()));
-  EXPECT_TRUE(one.Take(other.Make()));
+Plugin Load(const char* path) {
+  return Plugin(dlopen(path, RTLD_NOW | RTLD_LOCAL));
+}
+
+void* Make(const Plugin& plugin) {
+  return reinterpret_cast<void* (*)()>(dlsym(plugin.get(), "MakeEnvelope"))();
+}
+
+bool Take(const Plugin& plugin, void* message) {
+  return reinterpret_cast<bool (*)(void*)>(dlsym(plugin.get(), "TakeEnvelope"))(
+      message);
 }
 
 TEST(Plugins, ShareTheLibrary) {
-  std::unique_ptr<Plugin> first, second;
-  std::thread loader([&first] { first = std::make_unique<Plugin>(PLUGIN_1); });
-  second = std::make_unique<Plugin>(PLUGIN_2);
+  Plugin first;
+  std::thread loader([&first] { first = Load(PLUGIN_1); });
+  const Plugin second = Load(PLUGIN_2);
   loader.join();
-  ASSERT_NE(first, nullptr);
-  ExpectExchange(*first, *second);
+  ASSERT_TRUE(first && second) << dlerror();
+  EXPECT_TRUE(Take(second, Make(first)));
+  EXPECT_TRUE(Take(first, Make(second)));
 
   // What one made outlives it.
-  void* message = first->Make();
+  void* message = Make(first);
   first.reset();
-  EXPECT_TRUE(second->Take(message));
-  first = std::make_unique<Plugin>(PLUGIN_1);
-  ExpectExchange(*first, *second);
+  EXPECT_TRUE(Take(second, message));
+  first = Load(PLUGIN_1);
+  ASSERT_TRUE(first) << dlerror();
+  EXPECT_TRUE(Take(second, Make(first)));
+  EXPECT_TRUE(Take(first, Make(second)));
 }
 
 }  // namespace
