@@ -1,8 +1,6 @@
-# cmake -DLIBRARY=... -DREADELF=... -P armhf_test.cmake
-#
 # The library is what the aircraft's dynamic linker takes.
-execute_process(COMMAND ${READELF} --wide --file-header --dynamic ${LIBRARY}
-  OUTPUT_VARIABLE elf COMMAND_ERROR_IS_FATAL ANY)
+include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
+run(${READELF} --wide --file-header --dynamic ${LIBRARY})
 foreach(line
     "Class: +ELF32"
     "Data: +2's complement, little endian"
@@ -11,7 +9,7 @@ foreach(line
     "\\(SONAME\\) +Library soname: \\[libZorvikPBProto\\.so\\.2\\]"
     "\\(NEEDED\\) +Shared library: \\[libprotobuf\\.so\\.32\\]"
     "\\(NEEDED\\) +Shared library: \\[libprotobuf-lite\\.so\\.32\\]")
-  if(NOT elf MATCHES "${line}")
-    message(FATAL_ERROR "no line '${line}' in\n${elf}")
+  if(NOT output MATCHES "${line}")
+    message(FATAL_ERROR "no line '${line}' in\n${output}")
   endif()
 endforeach()
