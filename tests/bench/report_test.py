@@ -2,7 +2,9 @@
 right way round, of the two libraries, and within a round, and a report with a
 fault has to be refused. Takes the folder of the benchmarks and the document."""
 
+import collections
 import copy
+import functools
 import io
 import json
 import os
@@ -42,66 +44,57 @@ def codec_figures(library, turn):
             if message == report.TOPICS:
                 by_codec["topics"] = 50
             for codec, value in by_codec.items():
-                figures[f"{direction}/{message}/{codec}"] = {"cpu_time": value}
-                if direction == "encode":
-                    figures[f"{direction}/{message}/{codec}"]["bytes"] = 10 + number
+                figures[f"{direction}/{message}/{codec}"] = {"cpu_time": value, **(
+                    {"bytes": 10 + number} if direction == "encode" else {})}
     return figures
 
 
-def load_figures(library, nanoseconds):
-    factor = {"library": 1, "stock": 4}[library]
-    return {"load/dlopen/iterations:1/manual_time": {
-                "real_time": factor * nanoseconds, "resident": factor * 5000,
-                "private": factor * 6000},
-            "load/first_descriptor/iterations:1/manual_time": {
-                "real_time": factor * 3e6}}
+def stand_in():
+    """For the run of a program."""
+    turns = collections.Counter()
 
-
-class Programs:
-    """Stands in for the processes."""
-
-    def __init__(self):
-        self.turns = {}
-
-    def run(self, program, path, *options):
-        library = "stock" if path.endswith(f"/bench/stock/{SONAME}") else "library"
-        name = os.path.basename(program)
-        turn = self.turns.setdefault((name, library, options), 0)
-        self.turns[name, library, options] += 1
-        if name == "load_bench":
-            return load_figures(library, 1e6)
-        if name == "load_with_runtime_bench":
-            return load_figures(library, 2e6)
+    def run_program(program, path, *options):
+        name, factor = os.path.basename(program), factor_of(path)
+        library = "stock" if factor > 1 else "library"
+        turn = turns[name, library, options]
+        turns[name, library, options] += 1
+        if name.startswith("load"):
+            nanoseconds = {"load_bench": 1e6, "load_with_runtime_bench": 2e6}[name]
+            return {"load/dlopen/iterations:1/manual_time": {
+                        "real_time": factor * nanoseconds, "resident": factor * 5000,
+                        "private": factor * 6000},
+                    "load/first_descriptor/iterations:1/manual_time": {"real_time": factor * 3e6}}
         if name == "advice_bench":
-            return {f"advice/{advice}/{way}": {"cpu_time": times[turn],
-                                               "allocations": ALLOCATIONS[way]}
+            return {f"advice/{advice}/{way}": {"cpu_time": times[turn], "allocations": ALLOCATIONS[way]}
                     for advice in report.ADVICE for way, times in ADVICE.items()}
         pattern = re.search(r"--benchmark_filter=(-?)(.*)", " ".join(options))
         return {key: figure for key, figure in codec_figures(library, turn).items()
                 if (re.search(pattern[2], key) is None) == (pattern[1] == "-")}
 
+    return run_program
+
+
+def factor_of(path):
+    """The stock build takes four times of everything."""
+    return 4 if path.endswith(f"/bench/stock/{SONAME}") else 1
+
 
 def measured(rounds, same_file=False):
     """All that a run measures, from end to end."""
+    static = {"relocations, symbolic": 300, "relocations, relative": 400, "stripped size": 1000}
     with tempfile.TemporaryDirectory() as build:
-        for folder, content in (("", "library"), ("/bench/stock", "stock")):
+        for folder in ("", "/bench/stock"):
             os.makedirs(build + folder, exist_ok=True)
             pathlib.Path(f"{build}{folder}/{SONAME}").write_text(
-                "same" if same_file else content, encoding="utf-8")
-        results = f"{build}/results.json"
+                "same" if same_file else folder, encoding="utf-8")
         arguments = ["run.py", "--build", build, "--rounds", str(rounds),
-                     "--load-rounds", "1", results]
-        static = {"relocations, symbolic": 300, "relocations, relative": 400,
-                  "stripped size": 1000}
-        with mock.patch.object(sys, "argv", arguments), \
-                mock.patch.object(run, "run", Programs().run), \
-                mock.patch.object(run, "static_figures", lambda path: {
-                    name: value * (4 if "stock" in path else 1)
-                    for name, value in static.items()}), \
-                mock.patch.object(run, "machine", lambda build: MACHINE), \
-                mock.patch.object(report, "show"), redirect_stderr(io.StringIO()):
+                     "--load-rounds", "1", f"{build}/results.json"]
+        with mock.patch.object(sys, "argv", arguments), redirect_stderr(io.StringIO()), \
+                mock.patch.object(report, "show"), mock.patch.multiple(
+                    run, run=stand_in(), machine=lambda build: MACHINE, static_figures=lambda path: {
+                        name: value * factor_of(path) for name, value in static.items()}):
             run.main()
-        return json.loads(pathlib.Path(results).read_text(encoding="utf-8"))
+        return json.loads(pathlib.Path(f"{build}/results.json").read_text(encoding="utf-8"))
 
 
 class Report(unittest.TestCase):
@@ -112,24 +105,27 @@ class Report(unittest.TestCase):
                   "mean/encode", "mean/decode", "advice/merge")}
         for name, line in (
                 ("ratios", "|  | encode, naive | encode, recommended | decode, naive | decode, recommended |"),
-                ("ratios", "| rotate request | 0.50 (0.50 to 0.70) | 0.25 (0.25 to 0.35) "
-                           "| 2.00 (1.50 to 2.50) | 1.00 (0.75 to 1.25) |"),
-                ("ratios", "| geometric mean | 0.50 (0.50 to 0.70) | 0.25 (0.25 to 0.35) "
-                           "| 2.00 (1.50 to 2.50) | 1.00 (0.75 to 1.25) |"),
+                *(("ratios", f"| {row} | 0.50 (0.50 to 0.70) | 0.25 (0.25 to 0.35) "
+                             "| 2.00 (1.50 to 2.50) | 1.00 (0.75 to 1.25) |")
+                  for row in ("rotate request", "geometric mean")),
                 ("encode", "| rotate request (11 bytes) | 180 | 90 | 400 | 500 | 7.0 |"),
                 ("decode", "| rotate request (11 bytes) | 200 | 100 | 400 | 500 | 7.0 |"),
                 ("topics", "| encode | 50 | 0.28 (0.22 to 0.39) | 0.56 (0.44 to 0.78) "
                            "| 0.12 (0.12 to 0.12) |"),
-                ("load", "| `dlopen`, the runtime already loaded | 1.00 ms | 4.00 ms "
-                         "| 0.25 (0.25 to 0.25) |"),
-                ("load", "| `dlopen`, the runtime with it | 2.00 ms | 8.00 ms | 0.25 (0.25 to 0.25) |"),
-                ("load", "| first descriptor use | 3.00 ms | 12.00 ms | 0.25 (0.25 to 0.25) |"),
-                ("load", "| relocations that look up a symbol | 300 | 1200 | 0.25 (0.25 to 0.25) |"),
-                ("load", "| memory of the process's own after `dlopen` | 6 kB | 24 kB "
-                         "| 0.25 (0.25 to 0.25) |"),
+                *(("load", f"| {row} | 0.25 (0.25 to 0.25) |") for row in (
+                    "`dlopen`, the runtime already loaded | 1.00 ms | 4.00 ms",
+                    "`dlopen`, the runtime with it | 2.00 ms | 8.00 ms",
+                    "first descriptor use | 3.00 ms | 12.00 ms",
+                    "relocations that look up a symbol | 300 | 1200",
+                    "memory of the process's own after `dlopen` | 6 kB | 24 kB")),
                 ("dlopen", "0.25"), ("mean/encode", "0.35"), ("mean/decode", "1.41"),
                 ("advice/merge", "200 ns become 50 ns, a factor of 0.50")):
             self.assertIn(line, shown[name].splitlines(), f"{name} is\n{shown[name]}")
+        with mock.patch.object(report, "chart") as chart:
+            report.ratio_chart(results, "any.svg")
+        drawn = {how.partition("title ")[2]: rows[0][0] for rows, how in chart.call_args.args[4]}
+        self.assertEqual(drawn, {"'encode, naive'": 0.5, "'encode, recommended'": 0.25,
+                                 "'decode, naive'": 2, "'decode, recommended'": 1})
 
     def test_refuses_a_library_that_is_compared_with_itself(self):
         with self.assertRaisesRegex(SystemExit, "are the same file"):
@@ -151,19 +147,6 @@ echo '{{"context": {{"library": "{library}"}}, "benchmarks": [{{{fault} "name": 
                     with self.assertRaisesRegex(SystemExit, refused):
                         run.run(str(program), right)
 
-    def test_refuses_a_mark_that_is_not_closed(self):
-        for document in ("<!-- bench:dlopen -->0.25", "<!-- bench:dlopen -->0.25<!-- bench -->"):
-            with self.subTest(document), self.assertRaisesRegex(SystemExit, "is not closed"):
-                report.filled(document, measured(1))
-
-    def test_draws_the_ratio_of_each_form(self):
-        results = measured(3)
-        with mock.patch.object(report, "chart") as chart:
-            report.ratio_chart(results, "any.svg")
-        drawn = {how.partition("title ")[2]: rows[0][0] for rows, how in chart.call_args.args[4]}
-        self.assertEqual(drawn, {"'encode, naive'": 0.5, "'encode, recommended'": 0.25,
-                                 "'decode, naive'": 2, "'decode, recommended'": 1})
-
     def test_is_checked(self):
         results = measured(1)
         with mock.patch.object(report, "draw"):
@@ -182,13 +165,10 @@ echo '{{"context": {{"library": "{library}"}}, "benchmarks": [{{{fault} "name": 
                     (("summary", "encode", "median"), 2, "mean of encode"),
                     (("topics", "decode", "naive", "median"), 6, "topics")):
                 wrong = copy.deepcopy(results)
-                where = wrong
-                for key in path[:-1]:
-                    where = where[key]
+                where = functools.reduce(dict.get, path[:-1], wrong)
+                where[path[-1]] = value
                 if value is None:
                     del where[path[-1]]
-                else:
-                    where[path[-1]] = value
                 with self.subTest(path=path), self.assertRaisesRegex(SystemExit, refused):
                     report.check(wrong, DOCUMENT)
             with tempfile.TemporaryDirectory() as folder:
