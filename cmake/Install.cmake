@@ -16,7 +16,9 @@ install(FILES ${ZorvikPBProto_VERSION_HEADER}
   COMPONENT development)
 list(TRANSFORM ZorvikPBProto_SCHEMAS PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/proto/
   OUTPUT_VARIABLE ZorvikPBProto_SCHEMA_FILES)
-install(FILES ${ZorvikPBProto_SCHEMA_FILES} ${ZorvikPBProto_DESCRIPTOR_SET}
+install(FILES
+    ${ZorvikPBProto_SCHEMA_FILES} ${ZorvikPBProto_DESCRIPTOR_SET}
+    tools/nanopb/nanopb.options
   DESTINATION ${CMAKE_INSTALL_DATADIR}/ZorvikPBProto
   COMPONENT development)
 if(ZORVIKPBPROTO_BUILD_CATALOGUE)
