@@ -76,14 +76,43 @@ void AddFilled(std::vector<Case>* cases) {
   }
 }
 
+void AddAtBounds(const Bounds& bounds, std::vector<Case>* cases) {
+  std::vector<const pb::Descriptor*> types = Messages();
+  types.push_back(pb::Any::descriptor());
+  for (const pb::Descriptor* type : types) {
+    for (int i = 0; i < type->field_count(); ++i) {
+      const FieldDescriptor* field = type->field(i);
+      const std::optional<size_t> bound = bounds.Of(field);
+      if (!bound) continue;
+      for (size_t size : {*bound, *bound + 1}) {
+        const std::unique_ptr<pb::Message> message = NewMessage(type);
+        const pb::Reflection* r = message->GetReflection();
+        if (!field->is_repeated()) {
+          r->SetString(message.get(), field, std::string(size, 'x'));
+        } else if (field->cpp_type() == FieldDescriptor::CPPTYPE_MESSAGE) {
+          while (size-- > 0) r->AddMessage(message.get(), field);
+        } else if (field->cpp_type() == FieldDescriptor::CPPTYPE_INT32) {
+          while (size-- > 0) r->AddInt32(message.get(), field, -1);
+        } else {
+          while (size-- > 0) r->AddUInt32(message.get(), field, ~0u);
+        }
+        cases->push_back(
+            Readable("bound of " + field->name(), type, Encode(*message)));
+      }
+    }
+  }
+}
+
 }  // namespace
 
-std::vector<Case> Cases(const std::filesystem::path& vector_folder) {
+std::vector<Case> Cases(const std::filesystem::path& vector_folder,
+                        const Bounds& bounds) {
   std::vector<Case> cases;
   ForEachVector(vector_folder, [&cases](const auto& vector, const auto* type) {
     AddVector(vector, type, &cases);
   });
   AddFilled(&cases);
+  AddAtBounds(bounds, &cases);
   return cases;
 }
 

@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "interop/bounds.h"
+
 // Bytes to read, and the required result.
 struct Case {
   std::string origin;  // Where it comes from, for a reader of a report.
@@ -24,9 +26,11 @@ struct Case {
   std::string json;
 };
 
-// All vectors, and every message of the vocabulary filled in several ways. The
-// same ones in every run.
-std::vector<Case> Cases(const std::filesystem::path& vector_folder);
+// All vectors, every message of the vocabulary filled in several ways, and
+// every field that has a bound filled up to it and beyond. The same ones in
+// every run.
+std::vector<Case> Cases(const std::filesystem::path& vector_folder,
+                        const Bounds& bounds);
 
 // The message without what JSON does not hold: unknown fields.
 std::unique_ptr<google::protobuf::Message> KnownContent(

@@ -91,24 +91,31 @@ void CompareJson(const std::string& head, const Case& expected,
                      "\n  theirs: " + json + '\n');
 }
 
+std::string Head(const Case& expected) {
+  return expected.type->full_name() + ", " + expected.origin + ", ";
+}
+
+void CompareRefusal(const std::string& head, const Case& expected,
+                    const Answer& answer, bool refused, Reports* reports) {
+  if (refused && answer.error.empty()) {
+    reports->push_back(
+        head + "reading: theirs takes what is to be refused\n  " +
+        ToHex(expected.bytes) + "\n  as " + ToHex(answer.bytes) + '\n');
+  } else if (!refused && !answer.error.empty()) {
+    reports->push_back(head + "reading: theirs says " + answer.error + "\n  " +
+                       ToHex(expected.bytes) + '\n');
+  }
+}
+
 }  // namespace
 
 Reports Disagreements(const Case& expected, const Answer& answer,
                       NegativeZero zero) {
+  const std::string head = Head(expected);
   Reports reports;
-  const std::string head =
-      expected.type->full_name() + ", " + expected.origin + ", ";
-  if (expected.message == nullptr) {
-    if (answer.error.empty()) {
-      reports.push_back(head + "reading: theirs takes what ours refuses\n  " +
-                        ToHex(expected.bytes) + "\n  as " +
-                        ToHex(answer.bytes) + '\n');
-    }
-    return reports;
-  }
-  if (!answer.error.empty()) {
-    reports.push_back(head + "reading: theirs says " + answer.error + "\n  " +
-                      ToHex(expected.bytes) + '\n');
+  if (expected.message == nullptr || !answer.error.empty()) {
+    CompareRefusal(head, expected, answer, expected.message == nullptr,
+                   &reports);
     return reports;
   }
   CompareBytes(head + "written again: ", *expected.message, answer.bytes, zero,
@@ -127,5 +134,29 @@ Reports Disagreements(const Case& expected, const Answer& answer,
     reports.push_back(head + "read from our JSON: theirs says " +
                       answer.json_error + "\n  " + expected.json + '\n');
   }
+  return reports;
+}
+
+Reports Disagreements(const Case& expected, const Answer& answer,
+                      const Bounds& bounds) {
+  const std::string head = Head(expected);
+  Reports reports;
+  bool refused = expected.message == nullptr;
+  if (!refused) {
+    const std::unique_ptr<pb::Message> message =
+        KnownContent(*expected.message);
+    const bool usual = Encode(*message) == expected.bytes;
+    refused = !bounds.Apply(message.get());
+    if (refused && expected.origin.rfind("vector", 0) == 0) {
+      reports.push_back(head + "beyond a bound\n");
+    }
+    const std::set<std::string> strict = {"integer too large",
+                                          "varint overflow", "wrong wire type"};
+    if (!usual && strict.count(answer.error) > 0) return reports;
+    if (!refused && answer.error.empty()) {
+      CompareBytes(head + "written again: ", *message, answer.bytes, &reports);
+    }
+  }
+  CompareRefusal(head, expected, answer, refused, &reports);
   return reports;
 }

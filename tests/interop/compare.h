@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "interop/bounds.h"
 #include "interop/cases.h"
 
 // The answer of another implementation to one case.
@@ -24,5 +25,11 @@ enum class NegativeZero { kKept, kLost };
 // One report per disagreement: the message, the field, both forms.
 std::vector<std::string> Disagreements(const Case& expected,
                                        const Answer& answer, NegativeZero zero);
+
+// The same for an implementation that has bounds and no JSON: it refuses what
+// is beyond them, and may refuse bytes that the library reads but never writes.
+std::vector<std::string> Disagreements(const Case& expected,
+                                       const Answer& answer,
+                                       const Bounds& bounds);
 
 #endif  // TESTS_INTEROP_COMPARE_H_

@@ -12,6 +12,7 @@
 #include "positionMessage.pb.h"
 #include "support/hex.h"
 #include "support/schemas.h"
+#include "waypointMessage.pb.h"
 
 namespace {
 
@@ -23,7 +24,7 @@ using zorvik::position::positionInfo;
 TEST(InteropCases, ReachEveryFieldInEveryForm) {
   std::map<const pb::Descriptor*, std::set<std::string>> random, json;
   std::map<std::string, std::set<const pb::FieldDescriptor*>> set;
-  for (const Case& item : Cases(VECTOR_DIR)) {
+  for (const Case& item : Cases(VECTOR_DIR, Bounds(BOUNDS))) {
     const std::string origin = item.origin.substr(0, item.origin.find(' '));
     if (origin == "random") random[item.type].insert(item.bytes);
     if (!item.json.empty()) json[item.type].insert(item.json);
@@ -65,9 +66,10 @@ Answer GoodAnswer(const Case& item) {
 }
 
 // The one report about an answer; nothing when there is none.
+template <typename Rules = NegativeZero>
 std::string Report(const Case& item, const Answer& answer,
-                   NegativeZero zero = NegativeZero::kKept) {
-  const std::vector<std::string> reports = Disagreements(item, answer, zero);
+                   const Rules& rules = NegativeZero::kKept) {
+  const std::vector<std::string> reports = Disagreements(item, answer, rules);
   EXPECT_LE(reports.size(), 1u);
   return reports.empty() ? "" : reports[0];
 }
@@ -121,7 +123,7 @@ TEST(InteropCompare, ReportsWhatOnlyTheOthersTake) {
   Case item = CaseOf(Position(-1, 0.5f));
   const Answer answer = GoodAnswer(item);
   item.message = nullptr;
-  EXPECT_NE(Report(item, answer).find("theirs takes what ours refuses"),
+  EXPECT_NE(Report(item, answer).find("theirs takes what is to be refused"),
             std::string::npos);
   EXPECT_EQ(Report(item, {"no", "", "", "", ""}), "");
 }
@@ -145,6 +147,41 @@ TEST(InteropCompare, ExcusesALostNegativeZeroOnlyWhereItIsKnown) {
   EXPECT_NE(Report(item, answer), "");
   answer.bytes = Encode(Position(-1, 1));
   EXPECT_NE(Report(item, answer, NegativeZero::kLost), "");
+}
+
+TEST(InteropCompare, HoldsABoundedPeerToItsBounds) {
+  const Bounds bounds(BOUNDS);
+  zorvik::waypoint::uploadKmlFileMsg message;
+  const size_t bound =
+      bounds.Of(message.GetDescriptor()->FindFieldByName("filePath")).value();
+  const Answer refusal{"string overflow", "", "", "", ""};
+  for (size_t size : {bound, bound + 1}) {
+    message.set_filepath(std::string(size, 'x'));
+    Case item = CaseOf(message);
+    const bool beyond = size > bound;
+    const Answer& right = beyond ? refusal : GoodAnswer(item);
+    const Answer& wrong = beyond ? GoodAnswer(item) : refusal;
+    EXPECT_NE(Report(item, wrong, bounds)
+                  .find(beyond ? "theirs takes what is to be refused"
+                               : "theirs says string overflow"),
+              std::string::npos);
+    EXPECT_EQ(Report(item, right, bounds), "");
+    item.origin = "vector";
+    EXPECT_EQ(Report(item, right, bounds).empty(), !beyond);
+  }
+}
+
+TEST(InteropCompare, ExcusesABoundedPeerThatRefusesWhatNobodyWrites) {
+  const Bounds bounds(BOUNDS);
+  Case item = CaseOf(Position(-1, 0.5f));
+  const Answer good = GoodAnswer(item);
+  const Answer strict{"wrong wire type", "", "", "", ""};
+  EXPECT_NE(Report(item, strict, bounds), "");
+  item.bytes += FromHex("20 01");  // Unknown: read, and not kept.
+  EXPECT_EQ(Report(item, strict, bounds), "");
+  EXPECT_EQ(Report(item, good, bounds), "");
+  EXPECT_NE(Report(item, {"end-of-stream", "", "", "", ""}, bounds), "");
+  EXPECT_NE(Report(item, GoodAnswer(item), bounds), "");
 }
 
 }  // namespace

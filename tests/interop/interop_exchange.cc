@@ -1,8 +1,11 @@
 // The library's side of the exchange with another implementation.
 //
-//   interop_exchange cases VECTORS            writes the cases, one per line
-//   interop_exchange check VECTORS < ANSWERS  compares the answers, one per
-//   line
+//   interop_exchange VECTORS BOUNDS cases
+//     writes the cases, one per line
+//   interop_exchange VECTORS BOUNDS check [negative-zero-lost|bounded]
+//     compares the answers on standard input, one per line
+//
+// VECTORS is the folder of the vectors, BOUNDS the options file of nanopb.
 //
 // A line is a JSON object. A case has the full name of a "message", its "bytes"
 // in hex and, mostly, its "json" form, as a text. The answer has the "bytes" of
@@ -53,17 +56,21 @@ Answer ReadAnswer(const std::string& line) {
           FromHex(text("fromJson")), text("jsonError")};
 }
 
-void Check(const std::vector<Case>& cases, NegativeZero zero) {
+// Compares with the rules for a peer: how it treats a negative zero, or its
+// bounds.
+template <typename Rules>
+void Check(const std::vector<Case>& cases, const Rules& rules) {
   std::vector<std::string> reports;
-  size_t with_json = 0;
+  size_t with_json = 0, refused = 0;
   for (const Case& item : cases) {
     std::string line;
     ASSERT_TRUE(std::getline(std::cin, line)) << "an answer is missing";
-    for (const std::string& report :
-         Disagreements(item, ReadAnswer(line), zero)) {
+    const Answer answer = ReadAnswer(line);
+    for (const std::string& report : Disagreements(item, answer, rules)) {
       reports.push_back(report);
     }
-    if (!item.json.empty()) ++with_json;
+    if (!answer.json.empty()) ++with_json;
+    if (!answer.error.empty()) ++refused;
   }
   std::string line;
   EXPECT_FALSE(std::getline(std::cin, line)) << "more answers than cases";
@@ -72,9 +79,9 @@ void Check(const std::vector<Case>& cases, NegativeZero zero) {
     std::cout << reports[i];
   }
   EXPECT_EQ(reports.size(), 0u) << "disagreements";
-  std::cout << cases.size() << " encodings, " << with_json << " with JSON, of "
-            << Messages().size() << " messages: " << reports.size()
-            << " disagreements\n";
+  std::cout << cases.size() << " encodings of " << Messages().size()
+            << " messages, " << with_json << " with JSON, " << refused
+            << " refused: " << reports.size() << " disagreements\n";
 }
 
 }  // namespace
@@ -82,20 +89,22 @@ void Check(const std::vector<Case>& cases, NegativeZero zero) {
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   const std::vector<std::string> arguments(argv + 1, argv + argc);
-  const std::string mode = arguments.size() > 1 ? arguments[1] : "";
-  const bool zero_lost =
-      arguments.size() == 3 && arguments[2] == "negative-zero-lost";
-  if ((mode != "cases" && mode != "check") ||
-      arguments.size() != (zero_lost ? 3 : 2)) {
-    std::cerr << "usage: interop_exchange VECTORS "
-                 "cases|check [negative-zero-lost]\n";
+  const std::string mode = arguments.size() > 2 ? arguments[2] : "";
+  const std::string option = arguments.size() > 3 ? arguments[3] : "";
+  if ((mode != "cases" && mode != "check") || arguments.size() > 4 ||
+      (option != "" && option != "negative-zero-lost" && option != "bounded")) {
+    std::cerr << "usage: interop_exchange VECTORS BOUNDS "
+                 "cases|check [negative-zero-lost|bounded]\n";
     return 2;
   }
-  const std::vector<Case> cases = Cases(arguments[0]);
+  const Bounds bounds(arguments[1]);
+  const std::vector<Case> cases = Cases(arguments[0], bounds);
   if (mode == "cases") {
     Write(cases);
+  } else if (option == "bounded") {
+    Check(cases, bounds);
   } else {
-    Check(cases, zero_lost ? NegativeZero::kLost : NegativeZero::kKept);
+    Check(cases, option.empty() ? NegativeZero::kKept : NegativeZero::kLost);
   }
   return testing::UnitTest::GetInstance()->Failed() ? 1 : 0;
 }
