@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <limits>
+#include <set>
 
 #include "support/hex.h"
 #include "support/schemas.h"
@@ -154,7 +155,8 @@ Reports Disagreements(const Case& expected, const Answer& answer,
                                           "varint overflow", "wrong wire type"};
     if (!usual && strict.count(answer.error) > 0) return reports;
     if (!refused && answer.error.empty()) {
-      CompareBytes(head + "written again: ", *message, answer.bytes, &reports);
+      CompareBytes(head + "written again: ", *message, answer.bytes,
+                   NegativeZero::kKept, &reports);
     }
   }
   CompareRefusal(head, expected, answer, refused, &reports);
