@@ -7,6 +7,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import time
 
 
 def check(condition, what):
@@ -15,16 +16,36 @@ def check(condition, what):
 
 
 class Script:
-    """One run, in a session and with temporary files of its own."""
+    """One run on the programs of a folder, in a session and with temporary files of
+    its own. Programs that are named do first as the shell says: there run is the
+    program, and real its file."""
 
-    def __init__(self, *command):
-        self.folder = tempfile.TemporaryDirectory()
+    def __init__(self, script, programs, *options, **actions):
+        self.folder, self.stand_ins = tempfile.TemporaryDirectory(), tempfile.TemporaryDirectory()
+        for real in pathlib.Path(programs).iterdir() if actions else ():
+            if real.is_file() and os.access(real, os.X_OK):
+                path = pathlib.Path(self.stand_ins.name, real.name)
+                path.write_text(f"""#!/usr/bin/env bash
+real='{real}'
+run() {{ exec -a "$0" "$real" "$@"; }}
+{actions.get(real.name, "")}
+run "$@"
+""")
+                path.chmod(0o755)
         self.process = subprocess.Popen(
-            command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+            [script, self.stand_ins.name if actions else programs, *options], text=True,
+            stdout=subprocess.PIPE, stderr=subprocess.PIPE,
             start_new_session=True, env={**os.environ, "TMPDIR": self.folder.name})
 
-    def interrupt(self, number):
-        """The signal, which goes to all if it is that of a keyboard."""
+    def interrupt(self, number, after=0, line=None):
+        """Sends the signal after seconds, or once a line has come: to all, if it is
+        that of a keyboard."""
+        # A shell may forget an interrupt that comes before its first line.
+        while not os.listdir(self.folder.name):
+            time.sleep(0.005)
+        time.sleep(after)
+        while line and line not in self.process.stdout.readline():
+            check(self.process.poll() is None, f"never says {line}")
         (os.killpg if number == signal.SIGINT else os.kill)(self.process.pid, number)
 
     def left(self):
@@ -38,32 +59,22 @@ class Script:
                 pass  # It has ended, or is somebody else's.
 
     def end(self):
-        """Waits, and returns status and output. Nothing may be left."""
+        """Waits, and returns status and output. Nothing may be left. Killed, it cannot
+        remove its files, but the processes end."""
         try:
             story, faults = self.process.communicate(timeout=120)
         except subprocess.TimeoutExpired:
             os.killpg(self.process.pid, signal.SIGKILL)
             raise
-        left, files = list(self.left()), os.listdir(self.folder.name)
+        files, tries = os.listdir(self.folder.name), 1
+        if self.process.returncode == -signal.SIGKILL:
+            files, tries = [], 100
+        while (left := list(self.left())) and (tries := tries - 1):
+            time.sleep(0.1)
         self.folder.cleanup()
+        self.stand_ins.cleanup()
         check(not left and not files, f"left behind: {left} {files}")
         return self.process.returncode, story, faults
-
-
-def stand_ins(programs, folder, **actions):
-    """A folder like that of the programs, of which some do as the shell says: there
-    run is the program, and real its file."""
-    for real in pathlib.Path(programs).iterdir():
-        if real.is_file() and os.access(real, os.X_OK):
-            path = pathlib.Path(folder, real.name)
-            path.write_text(f"""#!/usr/bin/env bash
-real='{real}'
-run() {{ exec -a "$0" "$real" "$@"; }}
-{actions.get(real.name, "")}
-run "$@"
-""")
-            path.chmod(0o755)
-    return folder
 
 
 def says(command, status, line):
@@ -82,5 +93,5 @@ def run_all(checks):
         results = [(row, pool.submit(*row)) for row in checks]
     failures = [(row, error) for row, result in results if (error := result.exception())]
     for (function, *row), error in failures:
-        print(f"{function.__name__} {row}: {error or type(error)}")
+        print(f"{function} {row}: {error or type(error)}")
     sys.exit(1 if failures else 0)
