@@ -23,12 +23,11 @@ class Messages:
     def bytes(self, *arguments, **fields):
         return self(*arguments, **fields).SerializeToString()
 
-    def envelope(self, topic, source, destination, content):
-        """Its bytes. The content is a message, or the fields of an Any."""
-        result = self("channelTopicMessage", topic_type=topic, src_node_id=source,
-                      dst_node_id=destination)
-        if isinstance(content, dict):
-            result.MergeFrom(type(result)(data=content))
-        else:
-            result.data.Pack(content)
-        return result.SerializeToString()
+    def content(self, message, rest=b"", /, **fields):
+        """The data of an envelope: the message, and a rest that may be malformed."""
+        name = self.classes[message].DESCRIPTOR.full_name
+        return {"type_url": f"type.googleapis.com/{name}", "value": self.bytes(message, **fields) + rest}
+
+    def envelope(self, topic, source, destination, *content, **fields):
+        return self.bytes("channelTopicMessage", topic_type=topic, src_node_id=source,
+                          dst_node_id=destination, data=self.content(*content, **fields))

@@ -93,5 +93,5 @@ def run_all(checks):
         results = [(row, pool.submit(*row)) for row in checks]
     failures = [(row, error) for row, result in results if (error := result.exception())]
     for (function, *row), error in failures:
-        print(f"{function} {row}: {error or type(error)}")
+        print(f"{getattr(function, 'func', function).__name__} {row}: {error or type(error)}")
     sys.exit(1 if failures else 0)
