@@ -1,6 +1,7 @@
 """Runs of the scripts that start the example programs."""
 
 import concurrent.futures
+import contextlib
 import os
 import pathlib
 import signal
@@ -63,17 +64,18 @@ run "$@"
         remove its files, but the processes end."""
         try:
             story, faults = self.process.communicate(timeout=120)
-        except subprocess.TimeoutExpired:
-            os.killpg(self.process.pid, signal.SIGKILL)
-            raise
-        files, tries = os.listdir(self.folder.name), 1
-        if self.process.returncode == -signal.SIGKILL:
-            files, tries = [], 100
-        while (left := list(self.left())) and (tries := tries - 1):
-            time.sleep(0.1)
-        self.folder.cleanup()
-        self.stand_ins.cleanup()
-        check(not left and not files, f"left behind: {left} {files}")
+            files, tries = os.listdir(self.folder.name), 1
+            if self.process.returncode == -signal.SIGKILL:
+                files, tries = [], 100
+            while (left := list(self.left())) and (tries := tries - 1):
+                time.sleep(0.1)
+            check(not left and not files, f"left behind: {left} {files}")
+        finally:
+            for process, _ in self.left():
+                with contextlib.suppress(ProcessLookupError):
+                    os.kill(int(process), signal.SIGKILL)
+            self.folder.cleanup()
+            self.stand_ins.cleanup()
         return self.process.returncode, story, faults
 
 
