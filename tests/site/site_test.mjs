@@ -10,8 +10,8 @@ import { chromium } from 'playwright-core';
 
 import { launchOptions } from '../../docs/site/browser.mjs';
 import { elements, enums, fields, groups, linesOfSchema, lineOfValue,
-  messages, missingAccessors, pages, schemas, site, squeeze, taggedLines,
-  values, vectors } from './schema_text.mjs';
+  messages, missingAccessors, pages, schemas, site, squeeze, values, vectors,
+} from './expected.mjs';
 
 let browser;
 let page;
@@ -102,7 +102,7 @@ test('pages load nothing else, and every link has a target', async () => {
   }
 });
 
-// What the page of a schema says, line by line as in schema_text.mjs. A link
+// What the page of a schema says, line by line as in expected.mjs. A link
 // stands for the full name of its target, which its text has to end.
 const linesOfPage = () => page.evaluate(() => {
   const squeeze = (text) => text.replace(/\s+/g, '');
@@ -162,7 +162,7 @@ const linesOfPage = () => page.evaluate(() => {
   return [...head, ...all(main, 'section.message, section.enum').flatMap(section)];
 });
 
-test('the page of each schema says what its text says, and nothing else',
+test('the page of each schema says what the catalogue says, and nothing else',
     async () => {
       for (const schema of schemas) {
         await open(schema.page);
@@ -189,13 +189,13 @@ test('the lists of ids, open points, schemas and messages are complete',
       const kinds = ['component', 'topic type', 'topic', 'service', 'report'];
       await open('ids.html');
       same('ids.html', (await linesOfPage()).map(begins), kinds.flatMap((kind) =>
-        enums.filter(({ tags: { ids } }) => ids?.[0] === kind)).flatMap((type) => [
+        enums.filter(({ ids }) => ids === kind)).flatMap((type) => [
         [type.fullName, ...type.open.map((point) => `open: ${squeeze(point)}`)]
             .join(' | '), ...type.members.map(lineOfValue)]));
 
       // A long list is in blocks of a hundred, each with a link to it.
-      const blocks = enums.filter(({ tags, members }) =>
-        tags.ids && members.length > 60).flatMap(({ name, members }) =>
+      const blocks = enums.filter(({ ids, members }) =>
+        ids && members.length > 60).flatMap(({ name, members }) =>
         [...new Set(members.map(({ number }) => Math.floor(number / 100)))]
             .filter(Boolean).map((hundred) => `${name}.${hundred}: ${members.map(
                 (member) => member.number).filter((number) =>
@@ -214,7 +214,7 @@ test('the lists of ids, open points, schemas and messages are complete',
             cell.textContent.replace(/\s+/g, ''))).filter(Boolean).join(' | ')),
       cells);
       const grouped = groups.map((group) => schemas.filter(
-          ({ tags: { subsystem } }) => subsystem[0] === group));
+          ({ subsystem }) => subsystem === group));
       await open('open.html');
       same('open.html', await rows('.questions > div', ['dt a:last-child', 'p']),
           grouped.flat().flatMap((schema) => [schema,
@@ -225,8 +225,7 @@ test('the lists of ids, open points, schemas and messages are complete',
                 [fullName, ...points.map(squeeze)].join(' | ')));
 
       const travels = (fullName) => {
-        const ids = values.filter(({ tags: { carries } }) =>
-          carries?.[0] === fullName);
+        const ids = values.filter(({ carries }) => carries === fullName);
         return [...ids.map((id) => id.number), ...ids.map((id) => id.fullName)];
       };
       await open('index.html');
@@ -251,10 +250,8 @@ test('the lists of ids, open points, schemas and messages are complete',
       }
     });
 
-test('the model has every tag, and accessors that the headers have', () => {
+test('the accessors are those of the headers', () => {
   same('accessors', fields.flatMap(missingAccessors), []);
-  assert.equal(elements.flatMap(({ tags }) => Object.values(tags).flat()).length,
-      taggedLines.length);
 });
 
 // The values of a text in text format. A zero is mostly not encoded.
@@ -394,9 +391,9 @@ test('the search finds by name, however it is written, and by its beginning',
 test('the search finds by what is carried and by words, or says that it does not',
     async () => {
       await open('index.html');
-      const ids = values.filter(({ tags }) => tags.carries);
-      const carried = ids.map(({ tags }) =>
-        messages.find(({ fullName }) => fullName === tags.carries[0]));
+      const ids = values.filter(({ carries }) => carries);
+      const carried = ids.map(({ carries }) =>
+        messages.find(({ fullName }) => fullName === carries));
       const missing = (found, wanted) => wanted.filter((element, i) =>
         !found[i].some(({ url }) => url === target(element))).map(target);
       same('ids by their message', missing(

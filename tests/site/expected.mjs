@@ -1,85 +1,58 @@
-// What the site has to show, read from the text of the schemas, the vectors and
-// the generated headers: by other means than the catalogue is made.
+// What the site has to show, from the catalogue, the vectors and the generated
+// headers.
 import { readdirSync, readFileSync } from 'node:fs';
 
 export const site = new URL('../../build/site/', import.meta.url);
 const generated = new URL('../../build/release/generated/', import.meta.url);
 const vectorDirectory = new URL('../vectors/', import.meta.url);
 const siteDirectory = new URL('../../docs/site/', import.meta.url);
-const schemaDirectory = new URL('../../proto/', import.meta.url);
 
 const read = (name, directory) => readFileSync(new URL(name, directory), 'utf8');
 // Blanks have no meaning, nor have the marks of lists.
 export const squeeze = (text) => text.replace(/\s+/g, '');
 
-// The words of a run of comment lines, and the values of its tags by name.
-function commentOf(lines) {
-  const tags = {};
-  for (const [, name, value] of lines.matchAll(/@(\w+)\s+(.*\S)/g)) {
-    (tags[name] ??= []).push(value);
-  }
-  const words = lines.replace(/^ *\/\/ @.*$/gm, '')
-      .replace(/^ *\/\/( *(-|\d+\.) )?/gm, '');
-  return { tags, words: squeeze(words), open: tags.open ?? [] };
-}
+const catalogue = JSON.parse(read('catalogue.json', generated));
+const ids = new Map(catalogue.ids.map((id) => [id.name, id]));
 
-const camelCase = (name) =>
-  name.replace(/_(.)/g, (_, letter) => letter.toUpperCase());
+// An entry with its last name apart, and the words of its comment.
+const element = (entry, more) => ({
+  open: [], ...entry, ...more, name: entry.name.split('.').at(-1),
+  words: squeeze(entry.comment.replace(/^ *(-|\d+\.) /gm, '')),
+});
 
-// A schema: what is above its messages and enums, and these in their order.
-function parse(file) {
-  const text = read(file, schemaDirectory);
-  const pkg = /^package (.+);$/m.exec(text)[1];
-  const page = `schema/${file.replace('.proto', '.html')}`;
-  const header = file.replace('.proto', '.pb.h');
-  const schema = {
-    name: file, fullName: file, pkg, page, header, messages: [], enums: [],
-    title: /^\/\/ (.*?):/.exec(text)[1],
-    imports: [...text.matchAll(/^import "(.*)";$/gm)].map((match) => match[1]),
-    ...commentOf(text.split('syntax')[0]),
-  };
-  const statement =
-    /((?:^ *\/\/.*\n)*)^ *(?:(message|enum) (\w+)|(?:(repeated )?([\w.]+) )?(\w+) = (\d+);)/gm;
-  let owner;
-  for (const [, comment, kind, type, repeated, typeName, member, number] of
-    text.slice(text.indexOf('\npackage')).matchAll(statement)) {
-    if (kind) {
-      owner = { kind, name: type, fullName: `${pkg}.${type}`, pkg, page, header,
-        members: [], ...commentOf(comment) };
-      schema[`${kind}s`].push(owner);
-      continue;
-    }
-    owner.members.push({
-      owner, page, typeName, name: member, number: Number(number),
-      fullName: `${typeName ? owner.fullName : pkg}.${member}`,
-      repeated: Boolean(repeated), json: camelCase(member),
-      ...commentOf(comment),
-    });
-  }
-  return schema;
-}
+export const schemas = catalogue.schemas.map((entry) => {
+  const [pkg, page, header] = [entry.package,
+    `schema/${entry.name.replace('.proto', '.html')}`,
+    entry.name.replace('.proto', '.pb.h')];
+  const types = (kind, membersOf) => catalogue[`${kind}s`]
+      .filter(({ schema }) => schema === entry.name).map((entry) => {
+        const type = element(entry,
+            { kind, fullName: entry.name, pkg, page, header });
+        return Object.assign(type, { members: membersOf(type) });
+      });
+  return { imports: [], ...element(entry), name: entry.name,
+    fullName: entry.name, pkg, page, header,
+    title: /^.*?(?=:)/.exec(entry.comment)[0],
+    messages: types('message', (owner) => owner.fields.map((field) =>
+      element(field, { owner, page, fullName: `${owner.fullName}.${field.name}` }))),
+    enums: types('enum', (owner) => owner.values.map((value) =>
+      element({ ...ids.get(value.name), ...value },
+          { owner, page, fullName: value.name }))) };
+});
+export const messages = schemas.flatMap((schema) => schema.messages);
+export const enums = schemas.flatMap((schema) => schema.enums);
+export const fields = messages.flatMap(({ members }) => members);
+export const values = enums.flatMap(({ members }) => members);
+export const elements = [...schemas, ...messages, ...enums, ...fields, ...values];
 
 // The groups of schemas, in their order.
 export const groups = [...read('subsystems.toml', siteDirectory).matchAll(
     /^slug = "(.*)"$/gm)].map((match) => match[1]);
 
-export const schemas = readdirSync(schemaDirectory).sort().map(parse);
-export const messages = schemas.flatMap((schema) => schema.messages);
-export const enums = schemas.flatMap((schema) => schema.enums);
-const types = [...messages, ...enums];
-export const fields = messages.flatMap(({ members }) => members);
-export const values = enums.flatMap(({ members }) => members);
-export const elements = [...schemas, ...types, ...fields, ...values];
-
-// A type without a package is one of the same package.
 for (const field of fields) {
-  const type = types.find(({ fullName }) =>
-    fullName === field.typeName ||
-    fullName === `${field.owner.pkg}.${field.typeName}`);
-  field.type = type?.fullName ?? field.typeName;
-  field.isMessage = (type?.kind ?? (field.type.includes('.') && 'message')) ===
-    'message';
-  field.enum = type?.kind === 'enum' ? field.type : field.tags.enum?.[0];
+  const isEnum = enums.some(({ fullName }) => fullName === field.type);
+  field.isMessage = field.type.includes('.') && !isEnum;
+  if (isEnum) field.enum = field.type;
 }
 
 // The bytes of a field's tag, and how the wire is said to hold its values.
@@ -110,7 +83,7 @@ function accessorsOf({ name, repeated, isMessage }) {
 const cpp = (fullName) => fullName.replaceAll('.', '::');
 const list = (label, all) => all.length ? [`${label}: ${all.join(' ')}`] : [];
 const under = (tag, fullName) =>
-  values.filter(({ tags }) => tags[tag]?.[0] === fullName)
+  values.filter((value) => [value[tag], value[tag]?.message].includes(fullName))
       .map((value) => `${value.number} ${value.fullName}`);
 const users = (fullName, carried) =>
   fields.filter((field) => (carried && field.enum) === fullName ||
@@ -122,18 +95,17 @@ const opens = ({ open }) => open.map((point) => `open: ${squeeze(point)}`);
 const lineOfField = (field) => row(
     field.number, field.fullName, field.repeated && 'repeated', field.type,
     field.enum && field.enum !== field.type && `carries: ${field.enum}`,
-    field.tags.unit && `unit: ${field.tags.unit}`, field.words, ...opens(field),
-    ...accessorsOf(field), `"${field.json}"`, ...wireOf(field));
+    field.unit && `unit: ${field.unit}`, field.words, ...opens(field),
+    ...accessorsOf(field), `"${field.json_name}"`, ...wireOf(field));
 const number = (fullName) =>
   values.find((value) => value.fullName === fullName).number;
 export const lineOfValue = (value) => row(
     String(value.number), value.fullName, value.words, ...opens(value),
-    value.tags.schema && `schema: ${value.tags.schema}`,
-    value.tags.carries && `carries: ${value.tags.carries}`,
-    value.tags.pairs && `pairs: ${value.tags.pairs}`,
-    value.tags.answer && `answer: ${value.tags.answer}`,
-    value.tags.answer_id && `on: ${number(value.tags.answer_id[0])} ` +
-      value.tags.answer_id);
+    value.schema && `schema: ${value.schema}`,
+    value.carries && `carries: ${value.carries}`,
+    value.pairs && `pairs: ${value.pairs}`,
+    value.answer?.message && `answer: ${value.answer.message}`,
+    value.answer?.id && `on: ${number(value.answer.id)} ${value.answer.id}`);
 const linesOfMessage = (message) => [
   row(message.fullName, message.words, ...opens(message)),
   ...list('Travels under', under('carries', message.fullName)),
@@ -146,14 +118,14 @@ const linesOfMessage = (message) => [
 ];
 const linesOfEnum = (type) => [
   row(type.fullName, type.words, ...opens(type)),
-  ...list('Component', (type.tags.component ?? []).map(
-      (name) => `${number(name)} ${name}`)),
+  ...list('Component', type.component ?
+    [`${number(type.component)} ${type.component}`] : []),
   ...list('Carried by', users(type.fullName, true)),
   `C++: ${cpp(type.fullName)}, values in ${cpp(type.pkg)}`,
   ...type.members.map(lineOfValue),
 ];
 export const linesOfSchema = (schema) => [
-  row(schema.name, schema.tags.subsystem[0], schema.words.split(':')[0],
+  row(schema.name, schema.subsystem, schema.words.split(':')[0],
       schema.words.slice(schema.words.indexOf(':') + 1), ...opens(schema)),
   `Package: ${schema.pkg}`,
   `C++: #include "${schema.header}" namespace ${cpp(schema.pkg)}`,
@@ -162,10 +134,6 @@ export const linesOfSchema = (schema) => [
   ...schema.messages.flatMap(linesOfMessage),
   ...schema.enums.flatMap(linesOfEnum),
 ];
-
-// Every line that has a tag.
-export const taggedLines = schemas.flatMap(({ name }) =>
-  read(name, schemaDirectory).split('\n').filter((line) => line.includes('@')));
 
 export const pages = readdirSync(site, { recursive: true, encoding: 'utf8' })
     .filter((name) => name.endsWith('.html')).sort();
