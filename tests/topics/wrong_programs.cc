@@ -58,26 +58,19 @@ int main() {
   // no matching function for call to
   topics::Append(UavResetReqMessage(), to, from, &bytes);
 #elif WRONG == 10
-  // the vocabulary settles no topic type for this message
-  topics::Receiver<UavResetReqMessage, zorvik::access::payloadList> receiver(9);
-#elif WRONG == 11
-  // the vocabulary has settled that this topic type carries another message
-  using Wrong = topics::AnswerTo<zorvik::protocol::TracerWorkModeControlMessage,
-                                 UavGimbalRspMessage>;
-#elif WRONG == 12
   // this topic carries another message
   topics::Envelope envelope;
   UavResetReqMessage reset;
   return envelope.Read<UavSetModeReqMessage>(&reset) ==
          topics::Result::kReceived;
-#elif WRONG == 13
+#elif WRONG == 11
   // two topics of this receiver have the same topic type
   using Release =
       topics::Topic<CHANNEL_TOPIC_TYPE_PARACHUTE_ACTION, UavGimbalRspMessage>;
   using Other =
       topics::Topic<CHANNEL_TOPIC_TYPE_PARACHUTE_ACTION, UavResetReqMessage>;
   topics::Receiver<Release, Other> receiver(9);
-#elif WRONG == 14
+#elif WRONG == 12
   // include the header of each message that is received
   topics::Receiver<zorvik::protocol::throwActionMessage> receiver(9);
 #endif
