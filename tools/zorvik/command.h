@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <functional>
 #include <stdexcept>
+#include <string>
 
 #include "vocabulary.h"
 
@@ -16,6 +17,20 @@ using Run = std::function<int(Vocabulary*)>;
 struct WrongUse : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
+
+// Thrown when standard output takes no more.
+struct CannotWrite : std::runtime_error {
+  CannotWrite() : std::runtime_error("the output cannot be written") {}
+};
+
+constexpr char kEnvelope[] = "zorvik.channel.channelTopicMessage";
+
+// The message of an option; the envelope when it is empty. Throws WrongUse.
+const google::protobuf::Descriptor* MeantType(const std::string& name,
+                                              const Vocabulary& vocabulary);
+
+// Whether standard output is a terminal for which colours are welcome.
+bool HasColours();
 
 // Each adds its subcommand with its options to the program.
 Run AddDecode(CLI::App* program);

@@ -1,137 +1,213 @@
-// zorvik decode: encoded messages for people.
-#include <exception>
-#include <fstream>
+// zorvik decode: encoded messages as text.
+#include <unistd.h>
+
+#include <cstdlib>
 #include <iostream>
-#include <iterator>
+#include <limits>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <string>
-#include <vector>
 
 #include "command.h"
+#include "decoder.h"
 #include "input.h"
-#include "printer.h"
-#include "vocabulary.h"
-#include "wire.h"
+#include "source.h"
+#include "text.h"
+
+namespace pb = google::protobuf;
 
 namespace {
 
 struct Options {
-  std::string type = "zorvik.channel.channelTopicMessage";
+  std::string type;
   std::string file = "-";
-  Encoding encoding = Encoding::kDetect;
-  Framing framing = Framing::kSingle;
+  std::string fields;
+  InputOptions input;
+  Output output = Output::kTree;
+  bool whole = false;
+  bool list = false;
 };
 
-std::string Read(const std::string& path) {
-  std::ifstream file;
-  if (path != "-") file.open(path, std::ios::binary);
-  std::istream& stream = path == "-" ? std::cin : file;
-  std::string content((std::istreambuf_iterator<char>(stream)), {});
-  if (!stream) throw std::runtime_error("cannot be read");
-  return content;
+// Splits the paths at commas. Throws WrongUse for one that no message can have:
+// behind an Any, it depends on the content.
+std::vector<std::string> PathsOf(const std::string& list,
+                                 const pb::Descriptor* type) {
+  std::vector<std::string> paths;
+  std::istringstream stream(list);
+  for (std::string path; std::getline(stream, path, ',');) {
+    const pb::Descriptor* at = type;
+    bool goes_on = false;  // Into the content of an Any.
+    std::istringstream names(path);
+    for (std::string name; std::getline(names, name, '.');) {
+      goes_on = at != nullptr && at->full_name() == "google.protobuf.Any";
+      if (goes_on) break;
+      const pb::FieldDescriptor* field =
+          at == nullptr ? nullptr : at->FindFieldByName(name);
+      if (field == nullptr) {
+        throw WrongUse((at == nullptr ? path : at->full_name()) +
+                       " has no field " + Escaped(name));
+      }
+      at = field->message_type();
+    }
+    if (at != nullptr && !goes_on) {
+      throw WrongUse(path + " is a message; name a field of it");
+    }
+    paths.push_back(path);
+  }
+  return paths;
 }
 
-class Decoder {
- public:
-  Decoder(const Options& options, Vocabulary* vocabulary)
-      : options_(options), vocabulary_(vocabulary) {}
-
-  int Run() {
-    type_ = vocabulary_->FindMessage(options_.type);
-    if (type_ == nullptr) {
-      throw WrongUse("no message is called " + options_.type);
-    }
-    std::vector<Piece> pieces;
-    std::optional<std::string> fault;
-    try {
-      Split(Read(options_.file), options_.encoding, options_.framing, &pieces);
-    } catch (const std::exception& error) {
-      fault = error.what();
-    }
-    for (const Piece& piece : pieces) Show(piece);
-    if (fault) Complain(*fault);
-    return result_;
+int List(const Vocabulary& vocabulary) {
+  for (const catalogue::Message& message : vocabulary.catalogue().messages()) {
+    std::cout << message.name() << '\n';
   }
+  return 0;
+}
 
- private:
-  // A message that cannot be read is passed over; a content that cannot be is
-  // shown as bytes.
-  void Show(const Piece& piece) {
-    const auto message = vocabulary_->New(type_);
-    if (message->ParseFromString(piece.bytes)) {
-      std::cout << piece.place << ": " << options_.type << ", "
-                << piece.bytes.size() << " bytes\n";
-      Printer(vocabulary_, &std::cout).Print(*message, 1);
-    }
-    const std::optional<Fault> fault =
-        FindFault(piece.bytes, type_, *vocabulary_);
-    if (fault) {
-      Complain(piece.place + ": offset " +
-               std::to_string(piece.offset + fault->offset) + ": " +
-               fault->reason);
-    }
-  }
+int RunDecode(Options options, Vocabulary* vocabulary) {
+  if (options.list) return List(*vocabulary);
+  DecoderOptions how;
+  how.type = MeantType(options.type, *vocabulary);
+  how.output = options.fields.empty() ? options.output : Output::kFields;
+  how.fields = PathsOf(options.fields, how.type);
+  how.print.colours = HasColours();
+  if (options.whole) how.print.most_bytes = std::numeric_limits<int>::max();
 
-  void Complain(const std::string& what) {
+  int result = 0;
+  const auto complain = [&](const std::string& what) {
     std::cout << std::flush;
     std::cerr << "zorvik: "
-              << (options_.file == "-" ? "standard input" : options_.file)
-              << ": " << what << '\n';
-    result_ = 1;
+              << (options.file == "-" ? "standard input" : options.file) << ": "
+              << what << '\n';
+    result = 1;
+  };
+  Decoder decoder(how, vocabulary, &std::cout, complain);
+  options.input.match = [&](const std::string& bytes) {
+    const Match match = decoder.MatchOf(bytes);
+    // With a type that somebody has named, any datagram may be one.
+    return match == Match::kNone && !options.type.empty() ? Match::kPoor
+                                                          : match;
+  };
+  try {
+    Source source(ReadFile(options.file));
+    ReadInput(&source, options.input, [&](const Piece& piece) {
+      decoder.Show(piece);
+      if (!(std::cout << std::flush)) throw CannotWrite();
+    });
+  } catch (const CannotWrite&) {
+    throw;
+  } catch (const std::runtime_error& error) {
+    complain(error.what());
   }
-
-  const Options& options_;
-  Vocabulary* const vocabulary_;
-  const google::protobuf::Descriptor* type_ = nullptr;
-  int result_ = 0;
-};
+  return result;
+}
 
 }  // namespace
 
+const pb::Descriptor* MeantType(const std::string& name,
+                                const Vocabulary& vocabulary) {
+  try {
+    return vocabulary.Meant(name.empty() ? kEnvelope : name);
+  } catch (const std::runtime_error& error) {
+    throw WrongUse(error.what());
+  }
+}
+
+bool HasColours() {
+  const char* none = std::getenv("NO_COLOR");
+  const char* terminal = std::getenv("TERM");
+  return isatty(STDOUT_FILENO) && (none == nullptr || *none == '\0') &&
+         terminal != nullptr && std::string(terminal) != "dumb";
+}
+
 Run AddDecode(CLI::App* program) {
   CLI::App* app = program->add_subcommand(
-      "decode",
-      "Prints encoded messages: every field that is set, ids by name next to\n"
-      "their numbers, the content of an envelope as its own message, unknown\n"
-      "fields");
+      "decode", "Print encoded messages, with their faults");
   const auto options = std::make_shared<Options>();
   app->add_option("FILE", options->file, "Standard input without it, or for -");
-  app->add_option("-t,--type", options->type, "Full name of the message")
-      ->type_name("NAME")
-      ->capture_default_str();
+  app->add_option(
+         "-t,--type", options->type,
+         "Name of the message, its last part, in C++ or as a type URL;\n"
+         "the channel envelope without it")
+      ->type_name("NAME");
+  app->add_flag("--list", options->list, "List the messages and do no more");
+  const auto add_form = [&](const char* name, Form form, const char* about) {
+    return app
+        ->add_flag_callback(
+            name, [options, form] { options->input.form = form; }, about)
+        ->group("Input, if it is not to be recognised");
+  };
   const auto add_framing = [&](const char* name, Framing framing,
                                const char* about) {
-    return app->add_flag_callback(
-        name, [options, framing] { options->framing = framing; }, about);
+    return app
+        ->add_flag_callback(
+            name, [options, framing] { options->input.framing = framing; },
+            about)
+        ->group("Input, if it is not to be recognised");
   };
-  const auto add_encoding = [&](const char* name, Encoding encoding,
-                                const char* about) {
-    return app->add_flag_callback(
-        name, [options, encoding] { options->encoding = encoding; }, about);
-  };
+  CLI::Option* binary =
+      add_form("-b,--binary", Form::kBinary, "The bytes themselves");
+  CLI::Option* hex =
+      add_form("-x,--hex", Form::kHex, "Hex digits, also with 0x or \\x");
+  CLI::Option* base64 = add_form("--base64", Form::kBase64, "Base64");
+  CLI::Option* capture = add_form("--capture", Form::kCapture,
+                                  "The UDP datagrams of a pcap or pcapng file");
+  CLI::Option* single = add_framing("--single", Framing::kSingle,
+                                    "One message, also when it is in lines");
   CLI::Option* delimited =
       add_framing("-d,--delimited", Framing::kDelimited,
                   "Many messages, each behind its length as a varint");
   CLI::Option* lines = add_framing("-l,--lines", Framing::kLines,
-                                   "Many messages, each on a line of hex");
-  CLI::Option* hex = add_encoding("-x,--hex", Encoding::kHex,
-                                  "Hex digits, with or without white space");
-  CLI::Option* binary =
-      add_encoding("-b,--binary", Encoding::kBinary, "The bytes themselves");
-  lines->excludes(delimited)->excludes(binary);
-  hex->excludes(binary);
+                                   "Many messages, each on a line of text");
+  app->add_option("--port", options->input.port,
+                  "Of a capture, all datagrams from or to this UDP port;\n"
+                  "without it, those that look like the message")
+      ->check(CLI::Range(1, 65535))
+      ->type_name("PORT");
+  binary->excludes(hex)->excludes(base64)->excludes(capture)->excludes(lines);
+  hex->excludes(base64)->excludes(capture);
+  base64->excludes(capture);
+  for (CLI::Option* framing : {single, delimited, lines}) {
+    capture->excludes(framing);
+  }
+  single->excludes(delimited)->excludes(lines);
+  delimited->excludes(lines);
+  const auto add_output = [&](const char* name, Output output,
+                              const char* about) {
+    return app
+        ->add_flag_callback(
+            name, [options, output] { options->output = output; }, about)
+        ->group("Output, if it is not to be a tree");
+  };
+  CLI::Option* one_line = add_output("-1,--one-line", Output::kOneLine,
+                                     "One line for each message");
+  CLI::Option* json =
+      add_output("-j,--json", Output::kJson,
+                 "One JSON object a line, which zorvik encode takes");
+  app->add_option("-f,--fields", options->fields,
+                  "The values of these fields between tabs, such as\n"
+                  "topic_type,data.rotationValue.pitch")
+      ->type_name("PATH,...")
+      ->group("Output, if it is not to be a tree")
+      ->excludes(json)
+      ->excludes(one_line);
+  json->excludes(one_line);
+  app->add_flag("--whole", options->whole, "Long fields of bytes are not cut");
   app->footer(
-      "Without -x, -b or -l, input of nothing but an even number of hex "
-      "digits\n"
-      "and white space is taken for hex, anything else for binary.\n\n"
+      "What a message has before and behind a fault is shown; the fault and "
+      "its\n"
+      "offset are on standard error. JSON has all bytes of a message as "
+      "\"raw\"\n"
+      "where it does not say all of it.\n\n"
       "Examples:\n"
       "  zorvik decode envelope.bin\n"
-      "  echo 0a0608e2ffffff0f | zorvik decode -t "
-      "zorvik.gimbal.UavGimbalAttitudeInformationReport\n"
+      "  zorvik decode demo.pcap --one-line\n"
+      "  zorvik decode -t UavResetReqMessage <<<'08 04 10 03'\n"
+      "  zorvik decode --json demo.pcap | jq .message.data\n"
       "  tshark -r demo.pcap -Y zorvik -T fields -e udp.payload | "
-      "zorvik decode --lines");
+      "zorvik decode");
   return [options](Vocabulary* vocabulary) {
-    return Decoder(*options, vocabulary).Run();
+    return RunDecode(*options, vocabulary);
   };
 }

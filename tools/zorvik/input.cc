@@ -1,88 +1,278 @@
 #include "input.h"
 
-#include <google/protobuf/io/coded_stream.h>
-
-#include <cctype>
+#include <algorithm>
 #include <cstdint>
-#include <sstream>
+#include <optional>
+#include <stdexcept>
+#include <string_view>
+#include <vector>
+
+#include "capture.h"
+#include "text.h"
 
 namespace {
 
-bool IsSpace(char c) { return std::isspace(static_cast<unsigned char>(c)); }
-bool IsDigit(char c) { return std::isxdigit(static_cast<unsigned char>(c)); }
-
-bool LooksLikeHex(const std::string& input) {
-  size_t digits = 0;
-  for (const char c : input) {
-    if (!IsSpace(c) && !IsDigit(c)) return false;
-    digits += IsDigit(c);
+// A varint at the beginning, and how long it is itself. Nothing when it is cut;
+// a size of 0 when it is too long.
+struct Length {
+  uint64_t value = 0;
+  size_t size = 0;
+};
+std::optional<Length> ReadLength(std::string_view bytes) {
+  Length length;
+  for (const char c : bytes) {
+    if (length.size == 10) return Length{};
+    length.value |= static_cast<uint64_t>(c & 0x7f) << (7 * length.size++);
+    if ((c & 0x80) == 0) return length;
   }
-  return digits > 0 && digits % 2 == 0;
+  return bytes.size() < 10 ? std::nullopt : std::optional<Length>(Length{});
 }
 
-std::string FromHex(const std::string& text, const std::string& place) {
-  std::string bytes, digits;
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (IsSpace(text[i])) continue;
-    if (!IsDigit(text[i])) {
-      throw std::runtime_error(place + "character " + std::to_string(i) +
-                               ": not a hex digit");
-    }
-    digits += text[i];
-    if (digits.size() == 2) {
-      bytes += static_cast<char>(std::stoi(digits, nullptr, 16));
-      digits.clear();
-    }
-  }
-  if (!digits.empty()) {
-    throw std::runtime_error(place + "character " +
-                             std::to_string(text.size()) +
-                             ": an odd number of hex digits");
-  }
-  return bytes;
-}
+class Reader {
+ public:
+  Reader(Source* source, const InputOptions& options,
+         const std::function<void(const Piece&)>& use)
+      : source_(source), options_(options), use_(use) {}
 
-void SplitDelimited(const std::string& bytes, std::vector<Piece>* pieces) {
-  google::protobuf::io::CodedInputStream stream(
-      reinterpret_cast<const uint8_t*>(bytes.data()),
-      static_cast<int>(bytes.size()));
-  for (size_t number = 1;
-       stream.CurrentPosition() < static_cast<int>(bytes.size()); ++number) {
-    const std::string place = "message " + std::to_string(number);
-    const std::string fault =
-        place + ": offset " + std::to_string(stream.CurrentPosition()) + ": ";
-    uint64_t length = 0;
-    if (!stream.ReadVarint64(&length)) {
-      throw std::runtime_error(fault + "no valid length");
+  void Run() {
+    const std::string_view begin = source_->Peek(4);
+    if (options_.form == Form::kCapture ||
+        (options_.form == Form::kDetect &&
+         options_.framing == Framing::kDetect && IsCapture(begin))) {
+      return Capture();
     }
-    const auto offset = static_cast<size_t>(stream.CurrentPosition());
-    if (length > bytes.size() - offset) {
-      throw std::runtime_error(
-          fault + "a length of " + std::to_string(length) + " bytes, and " +
-          std::to_string(bytes.size() - offset) + " are left");
+    if (options_.framing == Framing::kLines) return Lines();
+    if (options_.form == Form::kDetect && FirstLineIsGood()) return Lines();
+    if (options_.framing == Framing::kDelimited &&
+        (options_.form == Form::kBinary ||
+         (options_.form == Form::kDetect && !IsText(source_->Ready())))) {
+      return Delimited(source_);
     }
-    stream.Skip(static_cast<int>(length));
-    pieces->push_back({bytes.substr(offset, length), offset, place});
+    const std::string_view all = source_->Peek(kMostText + 1);
+    if (all.size() > kMostText) return Fault("message 1", "is too long");
+    return Whole(all);
   }
-}
 
-void SplitLines(const std::string& input, std::vector<Piece>* pieces) {
-  std::istringstream lines(input);
-  size_t number = 0;
-  for (std::string line; std::getline(lines, line);) {
-    const std::string place = "line " + std::to_string(++number);
-    pieces->push_back({FromHex(line, place + ": "), 0, place});
+ private:
+  void Fault(const std::string& place, const std::string& fault) {
+    use_({place, "", 0, fault, ""});
   }
-}
+
+  Match MatchOf(const std::string& bytes) const {
+    return bytes.empty() ? Match::kPoor : options_.match(bytes);
+  }
+
+  void Capture() {
+    size_t found = 0;
+    const size_t packets = ReadCapture(source_, [&](const Datagram& datagram) {
+      if (options_.port != 0 ? options_.port != datagram.source_port &&
+                                   options_.port != datagram.destination_port
+                             : MatchOf(datagram.payload) == Match::kNone) {
+        return;
+      }
+      ++found;
+      use_({"packet " + std::to_string(datagram.number) + ", " +
+                datagram.source + " to " + datagram.destination +
+                (datagram.whole ? "" : ", not whole"),
+            datagram.payload, 0, "", datagram.time});
+    });
+    if (found == 0) {
+      throw std::runtime_error("none of the " + std::to_string(packets) +
+                               " packets is a datagram with such a message");
+    }
+  }
+
+  // What a text means by itself, in the form that was asked for, or in any.
+  Bytes BytesOf(std::string_view text) const {
+    if (options_.form == Form::kHex) return FromHex(text);
+    if (options_.form == Form::kBase64) return FromBase64(text);
+    Bytes hex = FromHex(text);
+    if (hex) return hex;
+    // Words have the alphabet of base64 as well.
+    const Bytes base64 = FromBase64(text);
+    const bool is_word =
+        text.size() < 16 ||
+        text.find_first_of(" \t") != std::string_view::npos ||
+        text.find_first_of("=+/0123456789") == std::string_view::npos;
+    return base64 && (!is_word || MatchOf(base64.bytes) == Match::kGood)
+               ? base64
+               : hex;
+  }
+
+  // Whether the first line of a text is a message by itself, so that each line
+  // is one.
+  bool FirstLineIsGood() {
+    if (options_.framing != Framing::kDetect) return false;
+    size_t end = 0, searched = 0;
+    while ((end = source_->Ready().find('\n', searched)) ==
+           std::string_view::npos) {
+      if (searched > kMostText ||
+          !IsText(source_->Ready().substr(searched, 256))) {
+        return false;
+      }
+      searched = source_->Ready().size();
+      if (!source_->Wait()) return false;
+    }
+    const std::string_view line = source_->Ready().substr(0, end);
+    if (!IsText(line) || line.empty() || line.back() == ',') return false;
+    const Bytes bytes = BytesOf(line);
+    return bytes && MatchOf(bytes.bytes) == Match::kGood;
+  }
+
+  void Lines() {
+    for (size_t number = 1;; ++number) {
+      size_t end = 0, searched = 0;
+      bool more = true;
+      while ((end = source_->Ready().find('\n', searched)) ==
+                 std::string_view::npos &&
+             more) {
+        searched = source_->Ready().size();
+        more = searched <= kMostText && source_->Wait();
+      }
+      const std::string place = "line " + std::to_string(number);
+      if (end == std::string_view::npos) {
+        if (source_->Ready().empty()) return;
+        end = source_->Ready().size();
+        if (end > kMostText) {
+          DropLine();
+          Fault(place, "is too long");
+          continue;
+        }
+      }
+      Line(place, source_->Ready().substr(0, end));
+      source_->Drop(std::min(end + 1, source_->Ready().size()));
+    }
+  }
+
+  void DropLine() {
+    size_t end = 0;
+    while ((end = source_->Ready().find('\n')) == std::string_view::npos) {
+      source_->Drop(source_->Ready().size());
+      if (!source_->Wait()) return;
+    }
+    source_->Drop(end + 1);
+  }
+
+  void Line(const std::string& place, std::string_view line) {
+    if (line.find_first_not_of(" \t\r") == std::string_view::npos) return;
+    const Bytes bytes = BytesOf(line);
+    if (!bytes) return Fault(place, bytes.fault);
+    One(place, bytes.bytes);
+  }
+
+  void One(const std::string& place, const std::string& bytes) {
+    if (bytes.size() > kMostBytes) return Fault(place, "is too long");
+    use_({place, bytes, 0, "", ""});
+  }
+
+  void Whole(std::string_view all) {
+    if (options_.form == Form::kBinary || all.empty() ||
+        (options_.form == Form::kDetect && !IsText(all))) {
+      return Binary(std::string(all));
+    }
+    if (options_.form == Form::kDetect &&
+        options_.framing != Framing::kDelimited) {
+      if (const auto listed = FromListing(all)) {
+        size_t number = 0;
+        for (const std::string& bytes : *listed) {
+          One("message " + std::to_string(++number), bytes);
+        }
+        return;
+      }
+    }
+    const Bytes bytes = BytesOf(all);
+    if (options_.framing == Framing::kDelimited && bytes) {
+      Source decoded(ReadMemory(bytes.bytes));
+      return Delimited(&decoded);
+    }
+    if (options_.form != Form::kDetect) {
+      return bytes ? One("message 1", bytes.bytes) : Fault("", bytes.fault);
+    }
+    const Match match = bytes ? MatchOf(bytes.bytes) : Match::kNone;
+    if (match != Match::kGood && AnyLineIsGood(all)) return Lines();
+    if (bytes && !bytes.bytes.empty()) return One("message 1", bytes.bytes);
+    // Text may be a message by itself.
+    if (MatchOf(std::string(all)) == Match::kGood) {
+      return Binary(std::string(all));
+    }
+    Fault("", "looks like " + LooksLike(all));
+  }
+
+  bool AnyLineIsGood(std::string_view all) const {
+    size_t lines = 0;
+    bool good = false;
+    while (!all.empty()) {
+      const size_t end = std::min(all.find('\n'), all.size());
+      const std::string_view line = all.substr(0, end);
+      all.remove_prefix(std::min(end + 1, all.size()));
+      if (line.empty()) continue;
+      ++lines;
+      const Bytes bytes = BytesOf(line);
+      good = good || (bytes && MatchOf(bytes.bytes) == Match::kGood);
+      if (good && lines > 1) return true;
+    }
+    return false;
+  }
+
+  void Binary(const std::string& bytes) {
+    if (options_.form == Form::kDetect &&
+        options_.framing == Framing::kDetect && !bytes.empty() &&
+        MatchOf(bytes) != Match::kGood) {
+      if (IsDelimited(bytes)) {
+        Source again(ReadMemory(bytes));
+        return Delimited(&again);
+      }
+      const std::string alike = LooksLike(bytes);
+      if (!alike.empty()) return Fault("", "looks like " + alike);
+    }
+    One("message 1", bytes);
+  }
+
+  // Whether the first length is followed by a good message of that length, and
+  // by nothing or by another length.
+  bool IsDelimited(const std::string& bytes) const {
+    const std::optional<Length> length = ReadLength(bytes);
+    if (!length || length->size == 0 || length->value == 0 ||
+        length->value > bytes.size() - length->size) {
+      return false;
+    }
+    return MatchOf(bytes.substr(length->size, length->value)) == Match::kGood;
+  }
+
+  void Delimited(Source* source) {
+    for (size_t number = 1; !source->Peek(1).empty(); ++number) {
+      const std::string place = "message " + std::to_string(number);
+      const std::string at =
+          "offset " + std::to_string(source->offset()) + ": ";
+      const std::optional<Length> length = ReadLength(source->Peek(10));
+      if (!length || length->size == 0) {
+        return Fault(place, at + "no valid length");
+      }
+      source->Drop(length->size);
+      if (length->value > kMostBytes) {
+        return Fault(place, at + "a length of " +
+                                std::to_string(length->value) +
+                                " bytes is too long");
+      }
+      const std::string bytes(source->Peek(length->value));
+      if (bytes.size() < length->value) {
+        return Fault(place, at + "a length of " +
+                                std::to_string(length->value) + " bytes, and " +
+                                std::to_string(bytes.size()) + " are left");
+      }
+      use_({place, bytes, source->offset(), "", ""});
+      source->Drop(bytes.size());
+    }
+  }
+
+  Source* const source_;
+  const InputOptions& options_;
+  const std::function<void(const Piece&)>& use_;
+};
 
 }  // namespace
 
-void Split(const std::string& input, Encoding encoding, Framing framing,
-           std::vector<Piece>* pieces) {
-  if (framing == Framing::kLines) return SplitLines(input, pieces);
-  const bool is_hex = encoding == Encoding::kHex ||
-                      (encoding == Encoding::kDetect && LooksLikeHex(input));
-  const std::string bytes = is_hex ? FromHex(input, "") : input;
-  if (framing == Framing::kDelimited) return SplitDelimited(bytes, pieces);
-  pieces->push_back({bytes, 0, "message 1"});
+void ReadInput(Source* source, const InputOptions& options,
+               const std::function<void(const Piece&)>& use) {
+  Reader(source, options, use).Run();
 }

@@ -1,27 +1,43 @@
-// Encoded messages, read from bytes or hex digits.
+// Encoded messages, from all forms in which they come.
 #ifndef TOOLS_ZORVIK_INPUT_H_
 #define TOOLS_ZORVIK_INPUT_H_
 
 #include <cstddef>
-#include <stdexcept>
+#include <functional>
 #include <string>
-#include <vector>
 
-enum class Encoding { kDetect, kHex, kBinary };
-enum class Framing { kSingle, kDelimited, kLines };
+#include "source.h"
 
+enum class Form { kDetect, kBinary, kHex, kBase64, kCapture };
+enum class Framing { kDetect, kSingle, kDelimited, kLines };
+
+// The longest message that is taken, and the longest text or file with one.
+constexpr size_t kMostBytes = size_t{4} << 20;
+constexpr size_t kMostText = 8 * kMostBytes;
+
+// A message, or the reason why there is none.
 struct Piece {
+  std::string place;  // "message 3", "line 3" or "packet 3".
   std::string bytes;
-  size_t offset;      // In the input, or in the line that the piece was in.
-  std::string place;  // "message 3" or "line 3".
+  size_t offset = 0;  // In the input, or in the line or packet it was in.
+  std::string fault;
+  std::string time;  // Of a packet.
 };
 
-// Takes the input apart into encoded messages. Hex digits may be in any
-// groups with white space between them. When asked to detect the encoding,
-// input of nothing but an even number of hex digits and white space is hex.
-// Other input throws std::runtime_error with the offset and the reason, after
-// what could be read was added to the pieces.
-void Split(const std::string& input, Encoding encoding, Framing framing,
-           std::vector<Piece>* pieces);
+// How well bytes are a message of the type that is looked for.
+enum class Match { kNone, kPoor, kGood };
+
+struct InputOptions {
+  Form form = Form::kDetect;
+  Framing framing = Framing::kDetect;
+  int port = 0;  // Of the datagrams of a capture; 0 for those that match.
+  // Tells forms apart that look alike.
+  std::function<Match(const std::string&)> match;
+};
+
+// Calls back with each message as soon as it has arrived. A piece with a fault
+// does not end it where more can follow.
+void ReadInput(Source* source, const InputOptions& options,
+               const std::function<void(const Piece&)>& use);
 
 #endif  // TOOLS_ZORVIK_INPUT_H_

@@ -54,9 +54,7 @@ int Main(int argc, char** argv) {
       help = "zorvik " + subcommands[i]->get_name() + " --help";
       Vocabulary vocabulary(descriptors, catalogue);
       const int status = runs[i](&vocabulary);
-      if (!std::cout.flush()) {
-        throw std::runtime_error("the output cannot be written");
-      }
+      if (!std::cout.flush()) throw CannotWrite();
       return status;
     }
     return 2;  // Not reached: there has to be a subcommand.

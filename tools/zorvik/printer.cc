@@ -9,6 +9,7 @@
 #include <sstream>
 #include <vector>
 
+#include "text.h"
 #include "wire.h"
 
 namespace pb = google::protobuf;
@@ -18,17 +19,6 @@ namespace {
 bool IsAny(const pb::Descriptor* type) {
   return type != nullptr &&
          type->full_name() == pb::Any::descriptor()->full_name();
-}
-
-std::string Hex(const std::string& bytes) {
-  if (bytes.empty()) return "(empty)";
-  std::ostringstream hex;
-  hex << std::hex << std::setfill('0');
-  for (const char byte : bytes) {
-    hex << (hex.tellp() == 0 ? "" : " ") << std::setw(2)
-        << static_cast<int>(static_cast<unsigned char>(byte));
-  }
-  return hex.str();
 }
 
 // An Any of the descriptor set as one of the runtime's.
@@ -45,6 +35,35 @@ std::string ContentName(const pb::Any& any) {
 
 }  // namespace
 
+Content ContentOf(const pb::Message& message, const Vocabulary& vocabulary) {
+  const pb::Descriptor* type = message.GetDescriptor();
+  const pb::Reflection* reflection = message.GetReflection();
+  Content content;
+  bool has_any = false;
+  const pb::EnumValueDescriptor* id = nullptr;
+  for (int i = 0; i < type->field_count(); ++i) {
+    const pb::FieldDescriptor* field = type->field(i);
+    if (field->is_repeated()) continue;
+    if (IsAny(field->message_type())) {
+      has_any = true;
+      content.type = ContentName(ToAny(reflection->GetMessage(message, field)));
+    } else if (field->type() == pb::FieldDescriptor::TYPE_INT32 &&
+               vocabulary.EnumOf(field) != nullptr) {
+      id = vocabulary.EnumOf(field)->FindValueByNumber(
+          reflection->GetInt32(message, field));
+    }
+  }
+  if (!has_any || id == nullptr) return content;
+  content.id = id->name();
+  const std::string carried = vocabulary.CarriedBy(id);
+  if (!carried.empty() && content.type != carried) {
+    content.mismatch =
+        id->name() + " carries " + carried + ", not " +
+        (content.type.empty() ? "nothing" : Escaped(content.type));
+  }
+  return content;
+}
+
 void Printer::Print(const pb::Message& message, int indent) {
   std::vector<const pb::FieldDescriptor*> fields;
   const pb::Reflection* reflection = message.GetReflection();
@@ -59,14 +78,17 @@ void Printer::Print(const pb::Message& message, int indent) {
     }
   }
   PrintUnknown(reflection->GetUnknownFields(message), indent);
-  PrintMismatch(message, indent);
+  const std::string mismatch = ContentOf(message, *vocabulary_).mismatch;
+  if (!mismatch.empty()) Warn(indent, mismatch);
 }
 
 void Printer::PrintField(const pb::Message& message,
                          const pb::FieldDescriptor* field, int index,
                          int indent) {
-  std::ostream& line = Line(indent) << field->name();
+  std::ostream& line = Line(indent)
+                       << (options_.colours ? "\x1b[36m" : "") << field->name();
   if (index >= 0) line << '[' << index << ']';
+  if (options_.colours) line << "\x1b[0m";
   if (field->message_type() == nullptr) {
     line << ": " << Scalar(message, field, index) << '\n';
     return;
@@ -126,7 +148,7 @@ void Printer::PrintContent(const pb::Message& message, int indent) {
   } else {
     const auto content = vocabulary_->New(type);
     if (content->ParseFromString(any.value())) {
-      *out_ << ": " << name << '\n';
+      *out_ << ": " << Escaped(name) << '\n';
       ++contents_;
       Print(*content, indent + 1);
       --contents_;
@@ -135,35 +157,11 @@ void Printer::PrintContent(const pb::Message& message, int indent) {
     }
   }
   if (!problem.empty()) {
-    *out_ << ": " << (name.empty() ? "content" : name) << ", " << problem
-          << '\n';
+    *out_ << ": " << (name.empty() ? "content" : Escaped(name)) << ", "
+          << problem << '\n';
     Line(indent + 1) << "value: " << Hex(any.value()) << '\n';
   }
   PrintUnknown(message.GetReflection()->GetUnknownFields(message), indent + 1);
-}
-
-// Says so when the message beside an id is not the one that it carries.
-void Printer::PrintMismatch(const pb::Message& message, int indent) {
-  const pb::Descriptor* type = message.GetDescriptor();
-  const pb::Reflection* reflection = message.GetReflection();
-  std::string content;
-  const pb::EnumValueDescriptor* id = nullptr;
-  for (int i = 0; i < type->field_count(); ++i) {
-    const pb::FieldDescriptor* field = type->field(i);
-    if (field->is_repeated()) continue;
-    if (IsAny(field->message_type())) {
-      content = ContentName(ToAny(reflection->GetMessage(message, field)));
-    } else if (field->type() == pb::FieldDescriptor::TYPE_INT32 &&
-               vocabulary_->EnumOf(field) != nullptr) {
-      id = vocabulary_->EnumOf(field)->FindValueByNumber(
-          reflection->GetInt32(message, field));
-    }
-  }
-  const std::string carried = id == nullptr ? "" : vocabulary_->CarriedBy(id);
-  if (!carried.empty() && content != carried) {
-    Line(indent) << "! " << id->name() << " carries " << carried << ", not "
-                 << (content.empty() ? "nothing" : content) << '\n';
-  }
 }
 
 void Printer::PrintUnknown(const pb::UnknownFieldSet& fields, int indent) {
@@ -192,6 +190,26 @@ void Printer::PrintUnknown(const pb::UnknownFieldSet& fields, int indent) {
         break;
     }
   }
+}
+
+std::string Printer::Hex(const std::string& bytes) const {
+  if (bytes.empty()) return "(empty)";
+  std::ostringstream hex;
+  hex << std::hex << std::setfill('0');
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    if (i == options_.most_bytes) {
+      hex << std::dec << " ... and " << bytes.size() - i << " bytes more";
+      break;
+    }
+    hex << (i == 0 ? "" : " ") << std::setw(2)
+        << static_cast<int>(static_cast<unsigned char>(bytes[i]));
+  }
+  return hex.str();
+}
+
+void Printer::Warn(int indent, const std::string& what) {
+  Line(indent) << (options_.colours ? "\x1b[31m! " : "! ") << what
+               << (options_.colours ? "\x1b[0m\n" : "\n");
 }
 
 std::ostream& Printer::Line(int indent) {

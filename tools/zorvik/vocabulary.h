@@ -5,10 +5,12 @@
 
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/dynamic_message.h>
+#include <google/protobuf/text_format.h>
 
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "catalogue/reader.h"
 
@@ -19,11 +21,22 @@ class Vocabulary {
 
   const catalogue::Catalogue& catalogue() const { return catalogue_; }
 
+  const google::protobuf::DescriptorPool* pool() const { return &pool_; }
+
   // Nothing when there is no such message.
   const google::protobuf::Descriptor* FindMessage(
       const std::string& full_name) const {
     return pool_.FindMessageTypeByName(full_name);
   }
+
+  // The message that somebody means: by its full name or the last part of it,
+  // as in C++, as a type URL, in any case. Throws std::runtime_error with what
+  // is like it when there is none, or more than one.
+  const google::protobuf::Descriptor* Meant(const std::string& name) const;
+
+  // The topic type that somebody means, by number, hexadecimal number, name or
+  // the last part of the name. Throws std::runtime_error.
+  const catalogue::Id& MeantTopic(const std::string& name) const;
 
   std::unique_ptr<google::protobuf::Message> New(
       const google::protobuf::Descriptor* type);
@@ -48,6 +61,15 @@ class Vocabulary {
   std::map<std::string, std::string> enum_of_field_;
   std::map<std::string, std::string> unit_of_field_;
   std::map<std::string, std::string> carried_by_id_;
+};
+
+// Lets the text format show and take contents whatever the prefix of their type
+// URL, as the schemas have them.
+class AnyFinder : public google::protobuf::TextFormat::Finder {
+ public:
+  const google::protobuf::Descriptor* FindAnyType(
+      const google::protobuf::Message& message, const std::string& prefix,
+      const std::string& name) const override;
 };
 
 #endif  // TOOLS_ZORVIK_VOCABULARY_H_

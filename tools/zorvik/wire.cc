@@ -1,11 +1,15 @@
 #include "wire.h"
 
 #include <google/protobuf/any.pb.h>
+#include <google/protobuf/io/coded_stream.h>
+#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 #include <google/protobuf/stubs/logging.h>
 #include <google/protobuf/wrappers.pb.h>
 
 #include <cstdint>
 #include <utility>
+
+#include "text.h"
 
 namespace pb = google::protobuf;
 
@@ -21,15 +25,40 @@ bool IsUtf8(const std::string& text) {
   return pb::StringValue().ParseFromString(field.SerializeAsString());
 }
 
-// Reads through an encoding from front to back. Throws the first Fault.
+constexpr size_t kMostFaults = 10;
+
+bool IsAny(const pb::Descriptor* type) {
+  return type != nullptr &&
+         type->full_name() == pb::Any::descriptor()->full_name();
+}
+
+// Reads through an encoding from front to back. Throws the first Fault, or,
+// when it has to salvage, records faults and keeps what is good. Where it keeps
+// something there is a string for it, and null otherwise.
 class Walk {
  public:
   Walk(const std::string& bytes, const Vocabulary& vocabulary)
       : bytes_(bytes), vocabulary_(vocabulary) {}
 
+  // All bytes, as a message of that type.
+  void All(const pb::Descriptor* type, std::string* good) {
+    Whole(bytes_.size(), type, good);
+  }
+
+  void Record(const Fault& fault) {
+    if (faults_.size() < kMostFaults) faults_.push_back(fault);
+  }
+  const std::vector<Fault>& faults() const { return faults_; }
+
+ private:
+  void Whole(size_t end, const pb::Descriptor* type, std::string* good) {
+    IsAny(type) ? AnyMessage(type, end, good) : Message(end, type, good);
+  }
+
   // Reads the fields of a message up to the end, or up to the end of the group
   // that they are in. The type is null where it is unknown.
-  void Message(size_t end, const pb::Descriptor* type, int group = 0) {
+  void Message(size_t end, const pb::Descriptor* type, std::string* good,
+               int group = 0) {
     if (depth_++ > kDeepest) throw Fault{position_, "nested too deep"};
     while (position_ < end) {
       const size_t start = position_;
@@ -45,7 +74,12 @@ class Walk {
         --depth_;
         return;
       }
+      if (wire_type == 2) {
+        Delimited(start, end, number, field, good);
+        continue;
+      }
       Value(start, end, number, wire_type, field);
+      Keep(start, good);
     }
     if (group != 0) {
       throw Fault{end, "group " + std::to_string(group) + " is not closed"};
@@ -53,28 +87,27 @@ class Walk {
     --depth_;
   }
 
- private:
+  static std::string NameOf(int number, const Field* field) {
+    const std::string name = "field " + std::to_string(number);
+    return field == nullptr ? name : name + " (" + field->full_name() + ")";
+  }
+
+  // Everything that was read since the start.
+  void Keep(size_t start, std::string* good) {
+    if (good != nullptr) good->append(bytes_, start, position_ - start);
+  }
+
   void Value(size_t start, size_t end, int number, int wire_type,
              const Field* field) {
-    const std::string name = field == nullptr
-                                 ? "field " + std::to_string(number)
-                                 : "field " + std::to_string(number) + " (" +
-                                       field->full_name() + ")";
+    const std::string name = NameOf(number, field);
     switch (wire_type) {
       case 0:
         Varint(end);
         return;
       case 1:
         return Skip(8, start, end, name);
-      case 2: {
-        const uint64_t length = Varint(end);
-        const size_t content = position_;
-        Skip(length, start, end, name);
-        if (field != nullptr) Content(field, content, position_);
-        return;
-      }
       case 3:
-        return Message(end, nullptr, number);
+        return Message(end, nullptr, nullptr, number);
       case 4:
         throw Fault{start, name + " ends a group that is not open"};
       case 5:
@@ -86,21 +119,67 @@ class Walk {
     }
   }
 
+  void Delimited(size_t start, size_t end, int number, const Field* field,
+                 std::string* good) {
+    const uint64_t length = Varint(end);
+    const size_t content = position_;
+    std::optional<Fault> cut;
+    try {
+      Skip(length, start, end, NameOf(number, field));
+    } catch (const Fault& fault) {
+      if (good == nullptr || field == nullptr) throw;
+      cut = fault;
+      position_ = end;
+    }
+    const size_t last = position_;
+    const int depth = depth_, contents = contents_;
+    std::string inner;
+    bool whole = !cut;
+    try {
+      if (field != nullptr) {
+        Content(field, content, last, good == nullptr ? nullptr : &inner);
+      }
+    } catch (const Fault& fault) {
+      if (good == nullptr) throw;
+      if (!cut) Record(fault);
+      whole = false;
+      depth_ = depth;
+      contents_ = contents;
+      position_ = last;
+    }
+    const bool is_message =
+        field != nullptr && field->message_type() != nullptr;
+    if (is_message && good != nullptr) {
+      Append(number, inner, good);
+    } else if (whole) {
+      Keep(start, good);
+    }
+    if (cut) throw *cut;
+  }
+
+  static void Append(int number, const std::string& value, std::string* good) {
+    pb::io::StringOutputStream stream(good);
+    pb::io::CodedOutputStream coded(&stream);
+    coded.WriteTag(static_cast<uint32_t>(number) << 3 | 2);
+    coded.WriteVarint32(static_cast<uint32_t>(value.size()));
+    coded.WriteString(value);
+  }
+
   // What a length-delimited field holds.
-  void Content(const Field* field, size_t start, size_t end) {
+  void Content(const Field* field, size_t start, size_t end,
+               std::string* good) {
     position_ = start;
     const pb::Descriptor* type = field->message_type();
     if (type != nullptr) {
-      content_ = {0, 0};
-      Message(end, type);
-      if (type->full_name() == pb::Any::descriptor()->full_name()) {
-        AnyContent(start, end);
-      }
+      Whole(end, type, good);
     } else if (field->full_name() == "google.protobuf.Any.value") {
       content_ = {start, end};
     } else if (field->type() == Field::TYPE_STRING) {
-      if (!IsUtf8(bytes_.substr(start, end - start))) {
-        throw Fault{start, field->full_name() + " is not UTF-8"};
+      const std::string text = bytes_.substr(start, end - start);
+      if (!IsUtf8(text)) {
+        throw Fault{start, field->full_name() +
+                               " is not UTF-8: " + Escaped(text.substr(0, 40)) +
+                               (text.size() > 40 ? "..." : "")};
       }
     } else if (field->is_packable()) {
       Packed(field, start, end);
@@ -130,22 +209,51 @@ class Walk {
     }
   }
 
-  // The message inside an Any, which itself was read already.
-  void AnyContent(size_t start, size_t end) {
+  // An Any and, when all of it was read, the message inside. When it goes on
+  // too far, its value is the last that there is.
+  void AnyMessage(const pb::Descriptor* type, size_t end, std::string* good) {
+    const size_t start = position_;
+    content_ = {0, 0};
+    std::optional<Fault> cut;
+    try {
+      Message(end, type, good);
+    } catch (const Fault& fault) {
+      if (good == nullptr) throw;
+      cut = fault;
+    }
     pb::Any any;
     std::string name;
-    if (!any.ParseFromArray(&bytes_[start], static_cast<int>(end - start)) ||
-        !pb::Any::ParseAnyTypeUrl(any.type_url(), &name)) {
-      return;
+    const bool readable =
+        good == nullptr
+            ? any.ParseFromArray(&bytes_[start], static_cast<int>(end - start))
+            : any.ParseFromString(*good);
+    const pb::Descriptor* inside =
+        readable && pb::Any::ParseAnyTypeUrl(any.type_url(), &name)
+            ? vocabulary_.FindMessage(name)
+            : nullptr;
+    std::string kept;
+    if (inside != nullptr) {
+      position_ = content_.first;
+      if (++contents_ > kDeepest) {
+        any.clear_value();
+        if (good != nullptr) *good = any.SerializeAsString();
+        throw Fault{position_, "packed too deep"};
+      }
+      const int depth = std::exchange(depth_, 0);
+      try {
+        Whole(content_.second, inside, good == nullptr ? nullptr : &kept);
+      } catch (const Fault& fault) {
+        if (good == nullptr) throw;
+        if (!cut) Record(fault);
+      }
+      depth_ = depth;
+      --contents_;
+      if (good != nullptr) {
+        any.set_value(kept);
+        *good = any.SerializeAsString();
+      }
     }
-    const pb::Descriptor* type = vocabulary_.FindMessage(name);
-    if (type == nullptr) return;
-    position_ = content_.first;
-    if (++contents_ > kDeepest) throw Fault{position_, "packed too deep"};
-    const int depth = std::exchange(depth_, 0);
-    Message(content_.second, type);
-    depth_ = depth;
-    --contents_;
+    if (cut) throw *cut;
   }
 
   uint64_t Varint(size_t end) {
@@ -176,6 +284,7 @@ class Walk {
   std::pair<size_t, size_t> content_;  // Of the Any that was read last.
   int depth_ = 0;     // Of messages and groups; a content starts anew.
   int contents_ = 0;  // In contents.
+  std::vector<Fault> faults_;
 };
 
 }  // namespace
@@ -184,9 +293,22 @@ std::optional<Fault> FindFault(const std::string& bytes,
                                const pb::Descriptor* type,
                                const Vocabulary& vocabulary) {
   try {
-    Walk(bytes, vocabulary).Message(bytes.size(), type);
+    Walk(bytes, vocabulary).All(type, nullptr);
     return std::nullopt;
   } catch (const Fault& fault) {
     return fault;
   }
+}
+
+Salvage SalvageFrom(const std::string& bytes, const pb::Descriptor* type,
+                    const Vocabulary& vocabulary) {
+  Salvage salvage;
+  Walk walk(bytes, vocabulary);
+  try {
+    walk.All(type, &salvage.good);
+  } catch (const Fault& fault) {
+    walk.Record(fault);
+  }
+  salvage.faults = walk.faults();
+  return salvage;
 }

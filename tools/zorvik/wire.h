@@ -1,11 +1,12 @@
-// Finds the place where an encoded message is malformed. The protobuf runtime
-// only reports that it is.
+// Finds the places where an encoded message is malformed, and what is good
+// around them. The protobuf runtime only reports that it is malformed.
 #ifndef TOOLS_ZORVIK_WIRE_H_
 #define TOOLS_ZORVIK_WIRE_H_
 
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "vocabulary.h"
 
@@ -23,5 +24,17 @@ struct Fault {
 std::optional<Fault> FindFault(const std::string& bytes,
                                const google::protobuf::Descriptor* type,
                                const Vocabulary& vocabulary);
+
+// What can be read of a malformed message, as an encoding without the faults,
+// and the first faults. A message or content that goes on too far is kept up to
+// its own fault; fields behind a fault are kept where it is known where they
+// begin.
+struct Salvage {
+  std::string good;
+  std::vector<Fault> faults;
+};
+Salvage SalvageFrom(const std::string& bytes,
+                    const google::protobuf::Descriptor* type,
+                    const Vocabulary& vocabulary);
 
 #endif  // TOOLS_ZORVIK_WIRE_H_

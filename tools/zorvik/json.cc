@@ -1,0 +1,122 @@
+#include "json.h"
+
+#include <google/protobuf/any.pb.h>
+#include <google/protobuf/util/json_util.h>
+#include <google/protobuf/util/type_resolver_util.h>
+#include <google/protobuf/wrappers.pb.h>
+
+#include <stdexcept>
+#include <vector>
+
+#include "text.h"
+
+namespace pb = google::protobuf;
+
+namespace {
+
+constexpr char kPrefix[] = "type.googleapis.com";
+
+// Takes type URLs with any prefix: only the name behind it counts.
+class AnyPrefix : public pb::util::TypeResolver {
+ public:
+  explicit AnyPrefix(pb::util::TypeResolver* resolver) : resolver_(resolver) {}
+
+  pb::util::Status ResolveMessageType(const std::string& url,
+                                      pb::Type* type) override {
+    return resolver_->ResolveMessageType(
+        kPrefix + ('/' + url.substr(url.rfind('/') + 1)), type);
+  }
+  pb::util::Status ResolveEnumType(const std::string& url,
+                                   pb::Enum* type) override {
+    return resolver_->ResolveEnumType(url, type);
+  }
+
+ private:
+  const std::unique_ptr<pb::util::TypeResolver> resolver_;
+};
+
+// Clears each Any whose content cannot be written as JSON, in contents too.
+// Returns whether there is one.
+bool Prune(pb::Message* message, Vocabulary* vocabulary) {
+  const pb::Reflection* reflection = message->GetReflection();
+  if (message->GetTypeName() == pb::Any::descriptor()->full_name()) {
+    pb::Any any;
+    std::string name;
+    any.ParseFromString(message->SerializeAsString());
+    if (!pb::Any::ParseAnyTypeUrl(any.type_url(), &name)) name.clear();
+    const pb::Descriptor* type = vocabulary->FindMessage(name);
+    const auto content = type == nullptr ? nullptr : vocabulary->New(type);
+    if (content == nullptr || !content->ParseFromString(any.value())) {
+      message->Clear();
+      return true;
+    }
+    if (!Prune(content.get(), vocabulary)) return false;
+    any.set_value(content->SerializeAsString());
+    message->ParseFromString(any.SerializeAsString());
+    return true;
+  }
+  bool pruned = false;
+  std::vector<const pb::FieldDescriptor*> fields;
+  reflection->ListFields(*message, &fields);
+  for (const pb::FieldDescriptor* field : fields) {
+    if (field->message_type() == nullptr) continue;
+    if (!field->is_repeated()) {
+      pruned |= Prune(reflection->MutableMessage(message, field), vocabulary);
+      continue;
+    }
+    for (int i = 0; i < reflection->FieldSize(*message, field); ++i) {
+      pruned |= Prune(reflection->MutableRepeatedMessage(message, field, i),
+                      vocabulary);
+    }
+  }
+  return pruned;
+}
+
+}  // namespace
+
+Json::Json(Vocabulary* vocabulary)
+    : vocabulary_(vocabulary),
+      resolver_(new AnyPrefix(pb::util::NewTypeResolverForDescriptorPool(
+          kPrefix, vocabulary->pool()))) {}
+
+std::string Json::Url(const pb::Descriptor* type) const {
+  return kPrefix + ('/' + type->full_name());
+}
+
+std::string Json::Of(const pb::Message& message) const {
+  const auto copy = vocabulary_->New(message.GetDescriptor());
+  copy->CopyFrom(message);
+  Prune(copy.get(), vocabulary_);
+  pb::util::JsonPrintOptions options;
+  options.preserve_proto_field_names = true;
+  std::string json;
+  const auto status = pb::util::BinaryToJsonString(
+      resolver_.get(), Url(message.GetDescriptor()), copy->SerializeAsString(),
+      &json, options);
+  if (!status.ok()) throw std::runtime_error(status.ToString());
+  return json;
+}
+
+std::string Json::Encode(const std::string& json,
+                         const pb::Descriptor* type) const {
+  std::string bytes;
+  const auto status =
+      pb::util::JsonToBinaryString(resolver_.get(), Url(type), json, &bytes);
+  if (!status.ok()) {
+    throw std::runtime_error(Escaped(std::string(status.message())));
+  }
+  // In the order in which the runtime writes the fields.
+  const auto message = vocabulary_->New(type);
+  if (!message->ParseFromString(bytes)) {
+    throw std::runtime_error("a text is not UTF-8, or it is nested too deep");
+  }
+  return message->SerializeAsString();
+}
+
+std::string Quoted(const std::string& text) {
+  pb::StringValue value;
+  value.set_value(IsText(text) ? text : Escaped(text));
+  std::string json;
+  pb::util::MessageToJsonString(value, &json);
+  return json;
+}

@@ -1,0 +1,371 @@
+#include "text.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdint>
+#include <regex>
+
+namespace {
+
+constexpr char kDigits[] = "0123456789abcdef";
+
+bool IsSpace(char c) { return std::isspace(static_cast<unsigned char>(c)); }
+bool IsDigit(char c) { return std::isxdigit(static_cast<unsigned char>(c)); }
+int ValueOf(char digit) {
+  return std::isdigit(static_cast<unsigned char>(digit))
+             ? digit - '0'
+             : (digit | 0x20) - 'a' + 10;
+}
+
+std::string At(size_t place, const std::string& what) {
+  return "character " + std::to_string(place) + ": " + what;
+}
+
+std::vector<std::string_view> Split(std::string_view text, char separator) {
+  std::vector<std::string_view> parts;
+  while (true) {
+    const size_t end = text.find(separator);
+    parts.push_back(text.substr(0, end));
+    if (end == std::string_view::npos) return parts;
+    text.remove_prefix(end + 1);
+  }
+}
+
+// What is between quotes, with escapes. As programs print it, \x has at most
+// two digits.
+Bytes FromLiteral(std::string_view text) {
+  static constexpr std::string_view kLetters = "abfnrtv",
+                                    kMeant = "\a\b\f\n\r\t\v";
+  std::string bytes;
+  char quote = 0;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (quote == 0) {
+      if (c == '"' || c == '\'') {
+        quote = c;
+      } else if (!IsSpace(c) && c != 'b' && c != ';' && c != ',') {
+        return {"", At(i, "outside of the quotes")};
+      }
+    } else if (c == quote) {
+      quote = 0;
+    } else if (c != '\\') {
+      bytes += c;
+    } else if (++i == text.size()) {
+      break;
+    } else if (text[i] == 'x') {
+      int value = 0, digits = 0;
+      while (digits < 2 && i + 1 < text.size() && IsDigit(text[i + 1])) {
+        value = value * 16 + ValueOf(text[++i]);
+        ++digits;
+      }
+      if (digits == 0) return {"", At(i, "\\x without a digit")};
+      bytes += static_cast<char>(value);
+    } else if (text[i] >= '0' && text[i] <= '7') {
+      int value = text[i] - '0';
+      for (int digits = 1; digits < 3 && i + 1 < text.size() &&
+                           text[i + 1] >= '0' && text[i + 1] <= '7';
+           ++digits) {
+        value = value * 8 + text[++i] - '0';
+      }
+      bytes += static_cast<char>(value);
+    } else {
+      const size_t letter = kLetters.find(text[i]);
+      bytes += letter == std::string_view::npos ? text[i] : kMeant[letter];
+    }
+  }
+  if (quote != 0) return {"", "the quotes are not closed"};
+  return {bytes, ""};
+}
+
+// One line of a listing: where it begins, and the words that follow.
+struct Line {
+  std::string offset;
+  bool colon = false;  // As xxd has it.
+  bool repeat = false;
+  std::vector<std::string> words;
+  std::string bytes() const {
+    std::string bytes;
+    for (const std::string& word : words) bytes += FromHex(word).bytes;
+    return bytes;
+  }
+};
+
+std::optional<Line> ReadLine(std::string_view text) {
+  Line line;
+  if (text == "*") {
+    line.repeat = true;
+    return line;
+  }
+  while (!text.empty() && IsDigit(text.front())) {
+    line.offset += text.front();
+    text.remove_prefix(1);
+  }
+  if (line.offset.size() < 4 || line.offset.size() > 16) return std::nullopt;
+  if (!text.empty() && text.front() == ':') {
+    line.colon = true;
+    text.remove_prefix(1);
+  }
+  if (text.empty()) return line;
+  if (!IsSpace(text.front())) return std::nullopt;
+  // The characters are behind a bar, or else behind two blanks.
+  const size_t bar = text.find(" |");
+  text = text.substr(0, bar);
+  int blanks = 0;
+  while (!text.empty()) {
+    if (IsSpace(text.front())) {
+      ++blanks;
+      text.remove_prefix(1);
+      continue;
+    }
+    if (blanks > 1 && bar == std::string_view::npos && !line.words.empty()) {
+      break;
+    }
+    blanks = 0;
+    size_t end = 0;
+    while (end < text.size() && IsDigit(text[end])) ++end;
+    if (end % 2 != 0 || (end < text.size() && !IsSpace(text[end]))) break;
+    line.words.emplace_back(text.substr(0, end));
+    text.remove_prefix(end);
+  }
+  return line;
+}
+
+// The bytes of lines that follow each other; the last one may have no words and
+// says where the end is.
+std::optional<std::string> Join(const std::vector<Line>& lines, int base) {
+  std::string bytes;
+  uint64_t first = 0;
+  std::string before;
+  bool repeat = false;
+  for (const Line& line : lines) {
+    if (line.repeat) {
+      repeat = true;
+      continue;
+    }
+    const bool octal =
+        line.offset.find_first_of("89abcdefABCDEF") == std::string::npos;
+    if (base == 8 && !octal) return std::nullopt;
+    const uint64_t offset = std::stoull(line.offset, nullptr, base);
+    if (before.empty() && bytes.empty()) first = offset;
+    if (offset < first || offset - first > (uint64_t{64} << 20)) {
+      return std::nullopt;
+    }
+    const uint64_t at = offset - first;
+    while (repeat && bytes.size() < at && !before.empty()) bytes += before;
+    repeat = false;
+    // Of what follows, only the last word may be more than there is.
+    if (at > bytes.size() ||
+        bytes.size() - at > (line.words.empty() ? 1 : 15)) {
+      return std::nullopt;
+    }
+    bytes.resize(at);
+    before = line.bytes();
+    bytes += before;
+  }
+  return bytes;
+}
+
+}  // namespace
+
+Bytes FromHex(std::string_view text) {
+  const size_t quote = text.find_first_of("\"'");
+  const size_t open = text.find('{'), close = text.rfind('}');
+  size_t skipped = 0;
+  if (open != std::string_view::npos && close != std::string_view::npos &&
+      open < close) {
+    text = text.substr(open + 1, close - open - 1);
+    skipped = open + 1;
+  } else if (quote != std::string_view::npos && quote < 2) {
+    return FromLiteral(text);
+  }
+  static constexpr std::string_view kBetween = ",;:-[]";
+  std::string bytes;
+  int pending = -1;       // The first digit of a byte.
+  bool prefixed = false;  // Within digits behind 0x or \x.
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    const std::string_view rest = text.substr(i);
+    if (rest.substr(0, 2) == "/*") {
+      i = std::min(text.find("*/", i), text.size() - 2) + 1;
+    } else if (rest.substr(0, 2) == "//") {
+      i = std::min(text.find('\n', i), text.size());
+    } else if (IsSpace(c) || kBetween.find(c) != std::string_view::npos) {
+      if (prefixed && pending >= 0) {  // 0x8 is a byte.
+        bytes += static_cast<char>(pending);
+        pending = -1;
+      }
+      prefixed = false;
+    } else if (pending < 0 && rest.size() > 2 && (c == '0' || c == '\\') &&
+               (rest[1] == 'x' || rest[1] == 'X') && IsDigit(rest[2])) {
+      prefixed = true;
+      ++i;
+    } else if (!IsDigit(c)) {
+      return {"", At(skipped + i, "not a hex digit")};
+    } else if (pending < 0) {
+      pending = ValueOf(c);
+    } else {
+      bytes += static_cast<char>(pending * 16 + ValueOf(c));
+      pending = -1;
+    }
+  }
+  if (prefixed && pending >= 0) {
+    bytes += static_cast<char>(pending);
+  } else if (pending >= 0) {
+    return {"", At(skipped + text.size(), "an odd number of hex digits")};
+  }
+  return {bytes, ""};
+}
+
+Bytes FromBase64(std::string_view text) {
+  std::string bytes;
+  uint32_t bits = 0;
+  int count = 0, padding = 0;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    int value = 0;
+    if (IsSpace(c)) continue;
+    if (c == '=') {
+      ++padding;
+      continue;
+    } else if (std::isupper(static_cast<unsigned char>(c))) {
+      value = c - 'A';
+    } else if (std::islower(static_cast<unsigned char>(c))) {
+      value = c - 'a' + 26;
+    } else if (std::isdigit(static_cast<unsigned char>(c))) {
+      value = c - '0' + 52;
+    } else if (c == '+' || c == '-') {
+      value = 62;
+    } else if (c == '/' || c == '_') {
+      value = 63;
+    } else {
+      return {"", At(i, "not base64")};
+    }
+    if (padding > 0) return {"", At(i, "base64 goes on behind its end")};
+    bits = bits << 6 | static_cast<uint32_t>(value);
+    if (++count == 4) {
+      for (const int shift : {16, 8, 0}) {
+        bytes += static_cast<char>(bits >> shift);
+      }
+      bits = 0;
+      count = 0;
+    }
+  }
+  if (count == 1 || (padding > 0 && count + padding != 4)) {
+    return {"", At(text.size(), "base64 ends inside a byte")};
+  }
+  bits <<= 6 * (4 - count);
+  for (int i = 0; i + 1 < count; ++i) {
+    bytes += static_cast<char>(bits >> (16 - 8 * i));
+  }
+  return {bytes, ""};
+}
+
+std::optional<std::vector<std::string>> FromListing(std::string_view text) {
+  std::vector<std::vector<Line>> listings(1);
+  bool wide = true;  // Nothing but words of 16 bits.
+  for (std::string_view part : Split(text, '\n')) {
+    while (!part.empty() && IsSpace(part.back())) part.remove_suffix(1);
+    while (!part.empty() && IsSpace(part.front())) part.remove_prefix(1);
+    if (part.empty()) continue;
+    std::optional<Line> line = ReadLine(part);
+    if (!line) return std::nullopt;
+    std::vector<Line>& last = listings.back();
+    const bool zero = !line->repeat &&
+                      line->offset.find_first_not_of('0') == std::string::npos;
+    for (const std::string& word : line->words) {
+      wide =
+          wide && word.size() == 4 && !line->colon && line->offset.size() == 7;
+    }
+    zero && !last.empty() ? listings.push_back({*line}) : last.push_back(*line);
+  }
+  if (listings[0].empty() || listings[0][0].words.empty()) return std::nullopt;
+  std::vector<std::string> messages;
+  for (std::vector<Line>& lines : listings) {
+    // hexdump and od show words as the machine has them: the low byte first.
+    for (Line& line : lines) {
+      for (std::string& word : line.words) {
+        if (wide) word = word.substr(2) + word.substr(0, 2);
+      }
+    }
+    std::optional<std::string> bytes = Join(lines, 16);
+    if (!bytes) bytes = Join(lines, 8);  // od counts in octal.
+    if (!bytes) return std::nullopt;
+    messages.push_back(*bytes);
+  }
+  return messages;
+}
+
+bool IsText(std::string_view text) {
+  int follow = 0;
+  for (const unsigned char c : text) {
+    if (follow > 0) {
+      if ((c & 0xc0) != 0x80) return false;
+      --follow;
+    } else if (c >= 0x80) {
+      follow = c >= 0xf0 ? 3 : c >= 0xe0 ? 2 : c >= 0xc2 ? 1 : -1;
+      if (follow < 0 || c > 0xf4) return false;
+    } else if ((c < 0x20 && !IsSpace(static_cast<char>(c))) || c == 0x7f) {
+      return false;
+    }
+  }
+  return true;
+}
+
+std::string LooksLike(std::string_view input) {
+  struct Magic {
+    std::string_view begin;
+    const char* name;
+  };
+  using std::literals::string_view_literals::operator""sv;
+  static constexpr Magic kMagics[] = {{"\x1f\x8b"sv, "gzip"},
+                                      {"PK\3\4"sv, "a zip archive"},
+                                      {"\x89PNG"sv, "a picture"},
+                                      {"\xff\xd8\xff"sv, "a picture"},
+                                      {"\x7f"
+                                       "ELF"sv,
+                                       "a program"},
+                                      {"\xfd"
+                                       "7zXZ"sv,
+                                       "xz"},
+                                      {"(\xb5/\xfd"sv, "zstd"},
+                                      {"BZh"sv, "bzip2"}};
+  for (const Magic& magic : kMagics) {
+    if (input.substr(0, magic.begin.size()) == magic.begin) return magic.name;
+  }
+  if (!IsText(input)) return "";
+  const size_t first = input.find_first_not_of(" \t\r\n\v\f");
+  if (first == std::string_view::npos) return "white space alone";
+  const std::string start(input.substr(first, 200));
+  static const std::regex kTextFormat(
+      "[A-Za-z_][A-Za-z_0-9]*(:\\s|\\s*\\{)[^]*");
+  if (start[0] == '<') return "XML or HTML";
+  size_t hex = 0, all = 0;
+  for (const char c : input) {
+    if (IsSpace(c)) continue;
+    ++all;
+    hex += IsDigit(c);
+  }
+  if (hex * 4 >= all * 3 && start[0] != '{' && start[0] != '[') {
+    return "hex, but has at " + FromHex(input).fault;
+  }
+  if (start[0] == '{' || start[0] == '[') return "JSON; zorvik encode takes it";
+  if (std::regex_match(start, kTextFormat)) {
+    return "the text format of a message; zorvik encode takes it";
+  }
+  return "text";
+}
+
+std::string Escaped(std::string_view text) {
+  std::string escaped;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '\n') {
+      escaped += "\\n";
+    } else if (byte < 0x20 || byte >= 0x7f) {
+      escaped += {'\\', 'x', kDigits[byte >> 4], kDigits[byte & 15]};
+    } else {
+      escaped += c;
+    }
+  }
+  return escaped;
+}
