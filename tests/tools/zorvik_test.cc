@@ -1,5 +1,6 @@
-// The walk finds a fault exactly where the runtime refuses the message: over
-// all messages, cut short anywhere and with any byte changed.
+// A fault is found exactly where the runtime refuses the message, and what is
+// printed as JSON leads back to the same bytes: over all messages, cut short
+// anywhere and with any byte changed.
 #include <google/protobuf/dynamic_message.h>
 #include <google/protobuf/unknown_field_set.h>
 #include <gtest/gtest.h>
@@ -14,6 +15,9 @@
 #include "support/fill.h"
 #include "support/hex.h"
 #include "support/schemas.h"
+#include "support/wire_vectors.h"
+#include "zorvik/decoder.h"
+#include "zorvik/encoder.h"
 #include "zorvik/printer.h"
 #include "zorvik/wire.h"
 
@@ -47,12 +51,51 @@ class ZorvikTest : public testing::Test {
     EXPECT_EQ(inside->reason, fault->reason) << where;
   }
 
+  // What decode --json prints of a message.
+  std::string JsonOf(const pb::Descriptor* type, const std::string& bytes) {
+    std::ostringstream out;
+    DecoderOptions options;
+    options.type = vocabulary_.FindMessage(type->full_name());
+    options.output = Output::kJson;
+    faults_ = 0;
+    Decoder(options, &vocabulary_, &out, [this](const std::string&) {
+      ++faults_;
+    }).Show({"message 1", bytes, 0, "", ""});
+    return out.str();
+  }
+
+  // Expects that encode turns it into the same bytes, also in an envelope.
+  void ThereAndBack(const pb::Descriptor* type, const std::string& bytes) {
+    const CapturedLog log;
+    EncoderOptions options;
+    options.type = vocabulary_.FindMessage(kEnvelope);
+    const Encoder encoder(options, &vocabulary_);
+    zorvik::channel::channelTopicMessage envelope;
+    envelope.mutable_data()->set_type_url("x/" + type->full_name());
+    envelope.mutable_data()->set_value(bytes);
+    const std::string json = JsonOf(type, bytes);
+    EXPECT_EQ(ToHex(encoder.FromJson(json)), ToHex(bytes)) << json;
+    EXPECT_EQ(faults_ == 0, NewMessage(type)->ParseFromString(bytes)) << json;
+    const std::string packed = Encode(envelope);
+    EXPECT_EQ(ToHex(encoder.FromJson(JsonOf(envelope.GetDescriptor(), packed))),
+              ToHex(packed))
+        << json;
+  }
+
+  std::string Good(const pb::Descriptor* type, const std::string& bytes) {
+    return SalvageFrom(bytes, vocabulary_.FindMessage(type->full_name()),
+                       vocabulary_)
+        .good;
+  }
+
   std::optional<Fault> FaultOf(const std::string& type,
                                const std::string& bytes) {
     return FindFault(bytes, vocabulary_.FindMessage(type), vocabulary_);
   }
 
+  static constexpr char kEnvelope[] = "zorvik.channel.channelTopicMessage";
   Vocabulary vocabulary_;
+  int faults_ = 0;  // That the last message had.
 };
 
 TEST_F(ZorvikTest, AgreesWithTheRuntime) {
@@ -71,6 +114,82 @@ TEST_F(ZorvikTest, AgreesWithTheRuntime) {
         if (HasFailure()) return;  // One is enough to read.
       }
     }
+  }
+}
+
+TEST_F(ZorvikTest, LeadsBackToEveryVector) {
+  size_t count = 0;
+  for (const pb::FileDescriptor* schema : Schemas()) {
+    if (schema->message_type_count() == 0) continue;
+    for (const WireVector& vector : ReadVectors(VECTOR_DIR, schema)) {
+      const pb::Descriptor* type =
+          schema->pool()->FindMessageTypeByName(vector.Text("message"));
+      for (const char* key : {"hex", "input"}) {
+        if (!vector.Has(key)) continue;
+        ThereAndBack(type, FromHex(vector.Text(key)));
+        ++count;
+      }
+      for (const char* key : {"also", "rejects"}) {
+        for (const std::string& hex : vector.List(key)) {
+          ThereAndBack(type, FromHex(hex));
+        }
+      }
+    }
+  }
+  EXPECT_GT(count, Messages().size());
+}
+
+// With every field set, and without help from the raw bytes.
+TEST_F(ZorvikTest, LeadsBackToEveryMessage) {
+  for (const pb::Descriptor* type : Messages()) {
+    for (const Fill fill : {Fill::kSmall, Fill::kLargest, Fill::kLowest}) {
+      const auto message = NewMessage(type);
+      FillMessage(message.get(), fill);
+      const std::string bytes = Encode(*message);
+      ThereAndBack(type, bytes);
+      const std::string json = JsonOf(type, bytes);
+      // The content of an Any is then of a type that no schema has.
+      if (bytes.find("google.protobuf") != std::string::npos) continue;
+      if (fill == Fill::kSmall) {
+        EXPECT_EQ(json.find("\"raw\""), std::string::npos) << json;
+      }
+      EncoderOptions options;
+      options.type = vocabulary_.FindMessage(type->full_name());
+      EXPECT_EQ(Encoder(options, &vocabulary_).FromText(message->DebugString()),
+                bytes);
+    }
+  }
+}
+
+// Of a message that is cut, all whole fields are kept, and of the content of an
+// envelope that is cut just as many.
+TEST_F(ZorvikTest, KeepsWhatIsGood) {
+  const CapturedLog log;
+  for (const pb::Descriptor* type : Messages()) {
+    const auto message = NewMessage(type);
+    FillMessage(message.get(), Fill::kSmall);
+    const std::string bytes = Encode(*message);
+    zorvik::channel::channelTopicMessage envelope;
+    envelope.set_topic_type(1);
+    envelope.mutable_data()->set_type_url("x/" + type->full_name());
+    envelope.mutable_data()->set_value(bytes);
+    const std::string packed = Encode(envelope);
+    std::string before;
+    for (size_t size = 0; size < bytes.size(); ++size) {
+      const std::string good = Good(type, bytes.substr(0, size));
+      const auto kept = NewMessage(type);
+      ASSERT_TRUE(kept->ParseFromString(good)) << type->full_name();
+      if (kept->ParseFromString(bytes.substr(0, size))) {
+        EXPECT_EQ(good, bytes.substr(0, size));
+      }
+      EXPECT_GE(good.size(), before.size());
+      before = good;
+      envelope.ParseFromString(
+          Good(envelope.GetDescriptor(),
+               packed.substr(0, packed.size() - bytes.size() + size)));
+      EXPECT_EQ(ToHex(envelope.data().value()), ToHex(good));
+    }
+    EXPECT_FALSE(before.empty() && message->ByteSizeLong() > 12);
   }
 }
 

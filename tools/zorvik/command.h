@@ -34,6 +34,7 @@ bool HasColours();
 
 // Each adds its subcommand with its options to the program.
 Run AddDecode(CLI::App* program);
+Run AddEncode(CLI::App* program);
 Run AddIds(CLI::App* program);
 
 #endif  // TOOLS_ZORVIK_COMMAND_H_

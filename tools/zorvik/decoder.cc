@@ -17,16 +17,6 @@ namespace pb = google::protobuf;
 
 namespace {
 
-std::string HexOf(const std::string& bytes) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string hex;
-  for (const char c : bytes) {
-    const auto byte = static_cast<unsigned char>(c);
-    hex += {kDigits[byte >> 4], kDigits[byte & 15]};
-  }
-  return hex;
-}
-
 std::string TextOf(const Fault& fault, const Piece& piece) {
   return "offset " + std::to_string(piece.offset + fault.offset) + ": " +
          fault.reason;

@@ -35,9 +35,10 @@ class AnyPrefix : public pb::util::TypeResolver {
   const std::unique_ptr<pb::util::TypeResolver> resolver_;
 };
 
-// Clears each Any whose content cannot be written as JSON, in contents too.
-// Returns whether there is one.
-bool Prune(pb::Message* message, Vocabulary* vocabulary) {
+// Brings contents, and those inside them, into the form in which the runtime
+// writes messages: each field once, in the order of the numbers. Clears those
+// that it cannot read.
+void Normalise(pb::Message* message, Vocabulary* vocabulary) {
   const pb::Reflection* reflection = message->GetReflection();
   if (message->GetTypeName() == pb::Any::descriptor()->full_name()) {
     pb::Any any;
@@ -48,28 +49,26 @@ bool Prune(pb::Message* message, Vocabulary* vocabulary) {
     const auto content = type == nullptr ? nullptr : vocabulary->New(type);
     if (content == nullptr || !content->ParseFromString(any.value())) {
       message->Clear();
-      return true;
+      return;
     }
-    if (!Prune(content.get(), vocabulary)) return false;
+    Normalise(content.get(), vocabulary);
     any.set_value(content->SerializeAsString());
     message->ParseFromString(any.SerializeAsString());
-    return true;
+    return;
   }
-  bool pruned = false;
   std::vector<const pb::FieldDescriptor*> fields;
   reflection->ListFields(*message, &fields);
   for (const pb::FieldDescriptor* field : fields) {
     if (field->message_type() == nullptr) continue;
     if (!field->is_repeated()) {
-      pruned |= Prune(reflection->MutableMessage(message, field), vocabulary);
+      Normalise(reflection->MutableMessage(message, field), vocabulary);
       continue;
     }
     for (int i = 0; i < reflection->FieldSize(*message, field); ++i) {
-      pruned |= Prune(reflection->MutableRepeatedMessage(message, field, i),
-                      vocabulary);
+      Normalise(reflection->MutableRepeatedMessage(message, field, i),
+                vocabulary);
     }
   }
-  return pruned;
 }
 
 }  // namespace
@@ -86,7 +85,7 @@ std::string Json::Url(const pb::Descriptor* type) const {
 std::string Json::Of(const pb::Message& message) const {
   const auto copy = vocabulary_->New(message.GetDescriptor());
   copy->CopyFrom(message);
-  Prune(copy.get(), vocabulary_);
+  Normalise(copy.get(), vocabulary_);
   pb::util::JsonPrintOptions options;
   options.preserve_proto_field_names = true;
   std::string json;
@@ -105,11 +104,11 @@ std::string Json::Encode(const std::string& json,
   if (!status.ok()) {
     throw std::runtime_error(Escaped(std::string(status.message())));
   }
-  // In the order in which the runtime writes the fields.
   const auto message = vocabulary_->New(type);
   if (!message->ParseFromString(bytes)) {
     throw std::runtime_error("a text is not UTF-8, or it is nested too deep");
   }
+  Normalise(message.get(), vocabulary_);
   return message->SerializeAsString();
 }
 

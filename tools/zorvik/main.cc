@@ -43,7 +43,8 @@ int Main(int argc, char** argv) {
       "zorvik SUBCOMMAND --help shows the options of a subcommand.");
 
   // In the order of the subcommands.
-  const std::vector<Run> runs = {AddDecode(&program), AddIds(&program)};
+  const std::vector<Run> runs = {AddDecode(&program), AddEncode(&program),
+                                 AddIds(&program)};
   const std::vector<CLI::App*> subcommands =
       program.get_subcommands([](CLI::App*) { return true; });
   std::string help = "zorvik --help";

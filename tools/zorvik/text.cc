@@ -167,6 +167,33 @@ std::optional<std::string> Join(const std::vector<Line>& lines, int base) {
 
 }  // namespace
 
+std::string HexOf(std::string_view bytes) {
+  std::string hex;
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    hex += {kDigits[byte >> 4], kDigits[byte & 15]};
+  }
+  return hex;
+}
+
+std::string Base64Of(std::string_view bytes) {
+  static constexpr char kAlphabet[] =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string text;
+  for (size_t i = 0; i < bytes.size(); i += 3) {
+    const size_t count = std::min<size_t>(3, bytes.size() - i);
+    uint32_t bits = 0;
+    for (size_t j = 0; j < 3; ++j) {
+      bits = bits << 8 |
+             (j < count ? static_cast<unsigned char>(bytes[i + j]) : 0);
+    }
+    for (size_t j = 0; j < 4; ++j) {
+      text += j <= count ? kAlphabet[bits >> (18 - 6 * j) & 63] : '=';
+    }
+  }
+  return text;
+}
+
 Bytes FromHex(std::string_view text) {
   const size_t quote = text.find_first_of("\"'");
   const size_t open = text.find('{'), close = text.rfind('}');

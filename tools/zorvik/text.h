@@ -14,6 +14,11 @@ struct Bytes {
   explicit operator bool() const { return fault.empty(); }
 };
 
+// Pairs of hex digits without anything between them.
+std::string HexOf(std::string_view bytes);
+// With padding, in one line.
+std::string Base64Of(std::string_view bytes);
+
 // Hex digits in any groups, between blanks, commas, colons and the like, with
 // or without 0x or \x before them, as a C array, or a string literal with
 // escapes.
