@@ -201,11 +201,11 @@ Run AddDecode(CLI::App* program) {
       "\"raw\"\n"
       "where it does not say all of it.\n\n"
       "Examples:\n"
-      "  zorvik decode envelope.bin\n"
-      "  zorvik decode demo.pcap --one-line\n"
-      "  zorvik decode -t UavResetReqMessage <<<'08 04 10 03'\n"
-      "  zorvik decode --json demo.pcap | jq .message.data\n"
-      "  tshark -r demo.pcap -Y zorvik -T fields -e udp.payload | "
+      "  $ zorvik decode envelope.bin\n"
+      "  $ zorvik decode demo.pcap --one-line\n"
+      "  $ zorvik decode -t UavResetReqMessage <<<'08 04 10 03'\n"
+      "  $ zorvik decode --json demo.pcap | jq .message.data\n"
+      "  $ tshark -r demo.pcap -Y zorvik -T fields -e udp.payload | "
       "zorvik decode");
   return [options](Vocabulary* vocabulary) {
     return RunDecode(*options, vocabulary);

@@ -236,11 +236,11 @@ Run AddEncode(CLI::App* program) {
       "the\n"
       "content of a settled topic needs no \"@type\".\n\n"
       "Examples:\n"
-      "  zorvik encode --topic GIMBAL_ROTATE --from 1 --to 9 "
+      "  $ zorvik encode --topic GIMBAL_ROTATE --from 1 --to 9 "
       "<<<'{\"rotationValue\": {\"yaw\": 45}}'\n"
-      "  zorvik encode -t UavResetReqMessage <<<'seq: 4'\n"
-      "  zorvik decode -j demo.pcap | sed 's/\"yaw\":45/\"yaw\":50/' |\n"
-      "    zorvik encode --send udp:192.168.1.9:40000");
+      "  $ zorvik encode -t UavResetReqMessage <<<'seq: 4'\n"
+      "  $ zorvik decode -j demo.pcap | zorvik encode --send "
+      "udp:192.168.1.9:40000");
   return [options](Vocabulary* vocabulary) {
     return RunEncode(*options, vocabulary);
   };

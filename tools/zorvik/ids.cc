@@ -121,10 +121,10 @@ Run AddIds(CLI::App* program) {
                 "One object a line, with the entry of the catalogue");
   app->footer(
       "Examples:\n"
-      "  zorvik ids 10404\n"
-      "  zorvik ids 0x28a4\n"
-      "  zorvik ids gimbal rotate\n"
-      "  zorvik ids zorvik::gimbal::UavGimbalRotateReqMessage");
+      "  $ zorvik ids 10404\n"
+      "  $ zorvik ids 0x28a4\n"
+      "  $ zorvik ids gimbal rotate\n"
+      "  $ zorvik ids zorvik::gimbal::UavGimbalRotateReqMessage");
   return [options](Vocabulary* vocabulary) {
     return RunIds(*options, *vocabulary);
   };

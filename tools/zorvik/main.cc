@@ -4,6 +4,7 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,6 +19,20 @@ std::filesystem::path DataFolder() {
   return (self.parent_path() / DATA_FOLDER).lexically_normal();
 }
 
+// As CLI11 has it, without lists of which options exclude which.
+class HelpFormatter : public CLI::Formatter {
+ public:
+  std::string make_usage(const CLI::App* app, std::string name) const override {
+    return CLI::Formatter::make_usage(app, std::move(name)) + '\n';
+  }
+  std::string make_option_opts(const CLI::Option* option) const override {
+    const std::string type = option->get_type_name();
+    return type.empty() || option->get_positional()
+               ? ""
+               : ' ' + type.substr(0, type.find(':'));
+  }
+};
+
 int Complain(const std::string& what, int status) {
   std::cout << std::flush;
   std::cerr << "zorvik: " << what << '\n';
@@ -30,6 +45,7 @@ int Main(int argc, char** argv) {
   std::string catalogue = data / "catalogue.json";
 
   CLI::App program("Messages of the Zorvik vocabulary at hand.", "zorvik");
+  program.formatter(std::make_shared<HelpFormatter>());
   program.set_version_flag("--version", "zorvik " VERSION);
   program.add_option("--descriptors", descriptors, "Descriptor set to use")
       ->type_name("FILE");
