@@ -43,20 +43,17 @@ TEST(SchemaSet, GivesEveryFileAPackageOfItsOwnButFive) {
 }
 
 TEST(SchemaSet, HasFewDependencies) {
-  std::map<std::string, Names> dependencies;
+  Names dependencies;
   for (const pb::FileDescriptor* file : Schemas()) {
     for (int i = 0; i < file->dependency_count(); ++i) {
-      dependencies[file->name()].insert(file->dependency(i)->name());
+      dependencies.insert(file->name() + " " + file->dependency(i)->name());
     }
   }
-  const Names any = {"google/protobuf/any.proto"};
   EXPECT_EQ(dependencies,
-            (std::map<std::string, Names>{
-                {"channelMessage.proto", any},
-                {"positionMessage.proto", {"sdkSubMessage.proto"}},
-                {"smcMessage.proto", any},
-                {"upgradeMessage.proto", any},
-            }));
+            (Names{"channelMessage.proto google/protobuf/any.proto",
+                   "positionMessage.proto sdkSubMessage.proto",
+                   "smcMessage.proto google/protobuf/any.proto",
+                   "upgradeMessage.proto google/protobuf/any.proto"}));
 }
 
 TEST(SchemaSet, DeclaresInNumberOrderWithTwoExceptions) {

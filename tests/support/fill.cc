@@ -202,28 +202,16 @@ class Random {
 
   // Half of them are treated in a way of their own by writers of UTF-8 or JSON.
   std::string Character() {
-    static const std::string characters[] = {std::string(1, '\0'),
-                                             "\"",
-                                             "\\",
-                                             "/",
-                                             "<",
-                                             "\n",
-                                             "\x1f",
-                                             "\x7f",
-                                             u8"\u0080",
-                                             u8"\u00e9",
-                                             u8"\u07ff",
-                                             u8"\u0800",
-                                             u8"\u2028",
-                                             u8"\u6c34",
-                                             u8"\ud7ff",
-                                             u8"\ue000",
-                                             u8"\ufeff",
-                                             u8"\uffff",
-                                             u8"\U0001f681",
-                                             u8"\U0010ffff"};
-    return Below(2) == 0 ? std::string(1, static_cast<char>('a' + Below(26)))
-                         : characters[Below(std::size(characters))];
+    if (Below(2) == 0) return std::string(1, char('a' + Below(26)));
+    // The empty one stands for the character zero.
+    const char* const characters[] = {
+        "",         "\"",       "\\",           "/",
+        "<",        "\n",       "\x1f",         "\x7f",
+        u8"\u0080", u8"\u00e9", u8"\u07ff",     u8"\u0800",
+        u8"\u2028", u8"\u6c34", u8"\ud7ff",     u8"\ue000",
+        u8"\ufeff", u8"\uffff", u8"\U0001f681", u8"\U0010ffff"};
+    const char* const chosen = characters[Below(std::size(characters))];
+    return {chosen, *chosen == '\0' ? 1 : std::strlen(chosen)};
   }
 
   std::mt19937_64& random_;

@@ -1,6 +1,6 @@
 #include "support/hex.h"
 
-#include <cctype>
+#include <algorithm>
 #include <stdexcept>
 #include <string_view>
 
@@ -16,16 +16,11 @@ std::string ToHex(const std::string& bytes) {
 }
 
 std::string FromHex(const std::string& hex) {
-  std::string digits;
-  for (char c : hex) {
-    if (std::isxdigit(static_cast<unsigned char>(c)) != 0) {
-      digits += c;
-    } else if (c != ' ') {
-      throw std::invalid_argument("neither a hex digit nor a blank: " + hex);
-    }
-  }
-  if (digits.size() % 2 != 0) {
-    throw std::invalid_argument("an odd number of hex digits: " + hex);
+  std::string digits = hex;
+  digits.erase(std::remove(digits.begin(), digits.end(), ' '), digits.end());
+  if (digits.size() % 2 != 0 ||
+      digits.find_first_not_of("0123456789abcdefABCDEF") != digits.npos) {
+    throw std::invalid_argument("not pairs of hex digits: " + hex);
   }
   std::string bytes;
   for (size_t i = 0; i < digits.size(); i += 2) {
