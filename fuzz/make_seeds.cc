@@ -76,18 +76,6 @@ std::string InEnvelope(const pb::Descriptor* type, const std::string& bytes) {
   return envelope.SerializeAsString();
 }
 
-// What a target reads, made from an encoding of a message.
-std::set<std::string> Inputs(const std::string& target,
-                             const pb::Descriptor* type,
-                             const std::string& bytes) {
-  if (target == "message") return {PickOf(type) + bytes};
-  std::set<std::string> inputs = {InEnvelope(type, bytes)};
-  if (type == zorvik::channel::channelTopicMessage::descriptor()) {
-    inputs.insert(bytes);
-  }
-  return inputs;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) try {
@@ -100,7 +88,14 @@ int main(int argc, char** argv) try {
   std::set<std::string> seeds;
   const auto insert = [&](const pb::Descriptor* type,
                           const std::string& bytes) {
-    seeds.merge(Inputs(target, type, bytes));
+    if (target == "message") {
+      seeds.insert(PickOf(type) + bytes);
+      return;
+    }
+    seeds.insert(InEnvelope(type, bytes));
+    if (type == zorvik::channel::channelTopicMessage::descriptor()) {
+      seeds.insert(bytes);
+    }
   };
   ForEachVector(argv[2], [&insert](const auto& vector, const auto* type) {
     ForEachEncoding(vector, type, insert);

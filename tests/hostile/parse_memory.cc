@@ -12,6 +12,7 @@
 #include <fstream>
 #include <iostream>
 #include <map>
+#include <regex>
 #include <sstream>
 
 #include "hostile/heap_meter.h"
@@ -178,25 +179,16 @@ void PrintTable() {
             << " | any | a group with an unknown number |\n";
 }
 
-// The factor that the table states for each schema.
-std::map<std::string, double> ReadTable(const std::string& path) {
-  std::map<std::string, double> stated;
-  std::ifstream file(path);
-  for (std::string line; std::getline(file, line);) {
-    std::istringstream words(line);
-    std::string schema;
-    char bar;
-    double factor;
-    if (!(words >> bar >> schema >> bar >> factor) || bar != '|') continue;
-    if (schema == kOthers || schema.find(".proto") != std::string::npos) {
-      stated[schema] = factor;
-    }
-  }
-  return stated;
-}
-
 int Check(const std::string& path) {
-  std::map<std::string, double> stated = ReadTable(path);
+  std::stringstream text;
+  text << std::ifstream(path).rdbuf();
+  const std::string document = text.str();
+  const std::regex row(R"(\| (\S+\.proto|others) \| (\d+) \|)");
+  std::map<std::string, double> stated;
+  for (std::sregex_iterator it(document.begin(), document.end(), row), end;
+       it != end; ++it) {
+    stated[(*it)[1]] = std::stod((*it)[2]);
+  }
   std::map<std::string, double> measured;
   for (const auto& [schema, worst] : Measure()) {
     double& most = measured[stated.count(schema) > 0 ? schema : kOthers];

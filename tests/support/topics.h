@@ -15,29 +15,28 @@
 #include "tracerMessage.pb.h"
 #include "zorvik/topics.h"
 
-// Calls use(Topic<...>()) for each topic type whose content is settled.
-template <int first, typename Use, int... offsets>
-void ForEachSettledTopicFrom(const Use& use,
-                             std::integer_sequence<int, offsets...>) {
+template <typename Use, int... offsets>
+void ForEachSettledTopicAmong(const Use& use,
+                              std::integer_sequence<int, offsets...>) {
   namespace topics = zorvik::topics;
-  const auto use_settled = [&](auto number) {
+  const auto use_settled = [&use](auto number) {
     constexpr topics::channelTopicType kType{decltype(number)::value};
     if constexpr (!std::is_void_v<typename topics::Id<kType>::Content>) {
       use(topics::Topic<kType>());
     }
+    return true;
   };
-  (use_settled(std::integral_constant<int, first + offsets>()), ...);
+  // Compilers limit the length of expressions, and not that of lists.
+  const bool used[] = {
+      use_settled(std::integral_constant<int, 10000 + offsets>())...};
+  (void)used;
 }
 
-// Topic types have numbers from 10000 on. Compilers limit the length of lists.
-template <int first = 10000, typename Use>
+// Calls use(Topic<...>()) for each topic type whose content is settled. Topic
+// types have numbers from 10000 on.
+template <typename Use>
 void ForEachSettledTopic(const Use& use) {
-  constexpr int kAtOnce = 200;
-  ForEachSettledTopicFrom<first>(use,
-                                 std::make_integer_sequence<int, kAtOnce>());
-  if constexpr (first + kAtOnce < 11000) {
-    ForEachSettledTopic<first + kAtOnce>(use);
-  }
+  ForEachSettledTopicAmong(use, std::make_integer_sequence<int, 1000>());
 }
 
 // Full names of the messages that settled topic types carry.
