@@ -400,7 +400,10 @@ test('the search finds by what is carried and by words, or says that it does not
           await lookAll(carried.map(({ name }) => name)), ids), []);
       same('messages by their id', missing(
           await lookAll(ids.map(({ name }) => name)), carried), []);
-      assert.match((await first(['pulse triggered']))[0], /timeSyncMessage/);
+      const [schema, field] = await first(
+          ['pulse triggered', 'mounting position given at registration']);
+      assert.match(schema, /timeSyncMessage/);
+      assert.match(field, /payload_position$/);
       await page.fill('#query', 'qqqq');
       assert.equal(await page.locator('#results [role="option"]').count(), 0);
       assert.match(await page.textContent('#results'), /Nothing/);
