@@ -1,7 +1,7 @@
 // Writes the seeds of a fuzz target: the byte vectors that all languages share,
 // and the inputs that once showed a fault.
 //
-// usage: make_seeds message|channel VECTORS REGRESSIONS FOLDER
+// usage: make_seeds message|channel|input VECTORS REGRESSIONS FOLDER
 
 #include <filesystem>
 #include <fstream>
@@ -16,6 +16,7 @@
 #include "support/schemas.h"
 #include "support/topics.h"
 #include "support/wire_vectors.h"
+#include "zorvik/text.h"
 
 namespace {
 
@@ -76,26 +77,63 @@ std::string InEnvelope(const pb::Descriptor* type, const std::string& bytes) {
   return envelope.SerializeAsString();
 }
 
+// A capture with one datagram, which is a raw IPv4 packet.
+std::string InCapture(const std::string& bytes) {
+  const auto number = [](size_t value, int size) {
+    std::string text;
+    while (size-- > 0) text += static_cast<char>(value >> (8 * size));
+    return text;
+  };
+  const std::string length = number(bytes.size() + 28, 4);
+  return number(0xa1b2c3d4, 4) + number(2, 2) + number(4, 2) + number(0, 8) +
+         number(65535, 4) + number(101, 4) + number(0, 8) + length + length +
+         number(0x4500, 2) + length.substr(2) + number(0, 4) +
+         number(0x4011, 2) + number(0, 2) + number(0x0a000001, 4) +
+         number(0x0a000002, 4) + number(9000, 2) + number(9001, 2) +
+         number(bytes.size() + 8, 2) + number(0, 2) + bytes;
+}
+
+// In the forms that people have, each behind the form of output.
+std::set<std::string> InForms(const std::string& bytes) {
+  const std::string length(1, static_cast<char>(bytes.size()));
+  std::set<std::string> inputs;
+  int output = 0;
+  for (const std::string& form :
+       {bytes, length + bytes + length + bytes, HexOf(bytes), Base64Of(bytes),
+        HexOf(bytes) + '\n' + Base64Of(bytes), InCapture(bytes),
+        "0000000 " + ToHex(bytes)}) {
+    inputs.insert(static_cast<char>(++output % 4) + form);
+    inputs.insert('\2' + form);  // As JSON.
+  }
+  return inputs;
+}
+
+// What a target reads, made from an encoding of a message.
+std::set<std::string> Inputs(const std::string& target,
+                             const pb::Descriptor* type,
+                             const std::string& bytes) {
+  if (target == "message") return {PickOf(type) + bytes};
+  if (target == "input") return InForms(InEnvelope(type, bytes));
+  std::set<std::string> inputs = {InEnvelope(type, bytes)};
+  if (type == zorvik::channel::channelTopicMessage::descriptor()) {
+    inputs.insert(bytes);
+  }
+  return inputs;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) try {
   const std::string target = argc == 5 ? argv[1] : "";
-  if (target != "message" && target != "channel") {
-    std::cerr << "usage: make_seeds message|channel VECTORS REGRESSIONS "
+  if (target != "message" && target != "channel" && target != "input") {
+    std::cerr << "usage: make_seeds message|channel|input VECTORS REGRESSIONS "
                  "FOLDER\n";
     return 2;
   }
   std::set<std::string> seeds;
   const auto insert = [&](const pb::Descriptor* type,
                           const std::string& bytes) {
-    if (target == "message") {
-      seeds.insert(PickOf(type) + bytes);
-      return;
-    }
-    seeds.insert(InEnvelope(type, bytes));
-    if (type == zorvik::channel::channelTopicMessage::descriptor()) {
-      seeds.insert(bytes);
-    }
+    seeds.merge(Inputs(target, type, bytes));
   };
   ForEachVector(argv[2], [&insert](const auto& vector, const auto* type) {
     ForEachEncoding(vector, type, insert);
