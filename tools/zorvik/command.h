@@ -36,5 +36,6 @@ bool HasColours();
 Run AddDecode(CLI::App* program);
 Run AddEncode(CLI::App* program);
 Run AddIds(CLI::App* program);
+Run AddWatch(CLI::App* program);
 
 #endif  // TOOLS_ZORVIK_COMMAND_H_

@@ -60,7 +60,7 @@ int Main(int argc, char** argv) {
 
   // In the order of the subcommands.
   const std::vector<Run> runs = {AddDecode(&program), AddEncode(&program),
-                                 AddIds(&program)};
+                                 AddIds(&program), AddWatch(&program)};
   const std::vector<CLI::App*> subcommands =
       program.get_subcommands([](CLI::App*) { return true; });
   std::string help = "zorvik --help";

@@ -184,6 +184,8 @@ void Broker::Check(int result, const std::string& what) {
                                 : mosquitto_strerror(result)));
 }
 
+int Broker::descriptor() const { return mosquitto_socket(state_->client); }
+
 void Broker::Loop(int milliseconds) {
   const int result = mosquitto_loop(state_->client, milliseconds, 1);
   // The answer says more than the connection that is closed behind it.

@@ -54,6 +54,8 @@ class Broker {
   void Subscribe(const std::string& topic, Use use);
   // Lets that much time pass for what comes.
   void Loop(int milliseconds);
+  // Of its socket.
+  int descriptor() const;
 
  private:
   struct State;
