@@ -119,23 +119,18 @@ TEST_F(ZorvikTest, AgreesWithTheRuntime) {
 
 TEST_F(ZorvikTest, LeadsBackToEveryVector) {
   size_t count = 0;
-  for (const pb::FileDescriptor* schema : Schemas()) {
-    if (schema->message_type_count() == 0) continue;
-    for (const WireVector& vector : ReadVectors(VECTOR_DIR, schema)) {
-      const pb::Descriptor* type =
-          schema->pool()->FindMessageTypeByName(vector.Text("message"));
-      for (const char* key : {"hex", "input"}) {
-        if (!vector.Has(key)) continue;
-        ThereAndBack(type, FromHex(vector.Text(key)));
-        ++count;
-      }
-      for (const char* key : {"also", "rejects"}) {
-        for (const std::string& hex : vector.List(key)) {
-          ThereAndBack(type, FromHex(hex));
-        }
+  ForEachVector(VECTOR_DIR, [&](const WireVector& vector, const auto* type) {
+    for (const char* key : {"hex", "input"}) {
+      if (!vector.Has(key)) continue;
+      ThereAndBack(type, FromHex(vector.Text(key)));
+      ++count;
+    }
+    for (const char* key : {"also", "rejects"}) {
+      for (const std::string& hex : vector.List(key)) {
+        ThereAndBack(type, FromHex(hex));
       }
     }
-  }
+  });
   EXPECT_GT(count, Messages().size());
 }
 
