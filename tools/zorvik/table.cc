@@ -39,6 +39,7 @@ std::string TextOf(const pb::Message& envelope, const std::string& type) {
   // "[URL] { fields }" without the URL.
   const size_t begin = text[0] == '[' ? text.find("] {") : std::string::npos;
   if (begin != std::string::npos) text = text.substr(begin + 2);
+  if (text.back() == ' ') text.pop_back();
   text = type.substr(type.rfind('.') + 1) + ' ' + text;
   return Escaped(text).substr(0, kMostContent);
 }
