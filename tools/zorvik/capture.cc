@@ -108,7 +108,6 @@ bool FindDatagram(int link_type, const pcap_pkthdr& header,
     const size_t size = (bytes[0] & 15) * 4;
     if (size < 20 || bytes.size() < size || bytes[9] != kUdp) return false;
     if ((Word(bytes, 6) & 0x1fff) != 0) return false;  // A later fragment.
-    datagram->whole = (Word(bytes, 6) & 0x2000) == 0;
     source = &bytes[12];
     destination = &bytes[16];
     bytes = bytes.substr(size);
@@ -124,7 +123,6 @@ bool FindDatagram(int link_type, const pcap_pkthdr& header,
       if (bytes.size() < size) return false;
       if (next == 44) {
         if ((Word(bytes, 2) & 0xfff8) != 0) return false;
-        datagram->whole = (Word(bytes, 2) & 1) == 0;
       }
       next = bytes[0];
       bytes = bytes.substr(size);
@@ -141,7 +139,7 @@ bool FindDatagram(int link_type, const pcap_pkthdr& header,
       AddressOf(family, destination, datagram->destination_port);
   const size_t length = Word(bytes, 4);
   if (length < 8) return false;
-  if (bytes.size() < length) datagram->whole = false;
+  datagram->whole = bytes.size() >= length;
   bytes = bytes.substr(8, length - 8);
   datagram->payload.assign(bytes.begin(), bytes.end());
   datagram->time = TimeOf(header.ts);

@@ -17,7 +17,7 @@ struct Datagram {
   std::string source, destination;  // Address and port.
   uint16_t source_port = 0, destination_port = 0;
   std::string payload;
-  bool whole = true;  // Neither a fragment nor cut by the capture.
+  bool whole = true;  // Neither the first of fragments nor cut by the capture.
 };
 
 // Whether that is how a pcap or pcapng file begins. It takes four bytes.

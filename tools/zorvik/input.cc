@@ -49,7 +49,9 @@ class Reader {
       return Delimited(source_);
     }
     const std::string_view all = source_->Peek(kMostText + 1);
-    if (all.size() > kMostText) return Fault("message 1", "is too long");
+    if (all.size() > kMostText)
+      return Fault(
+          "", "is too long for one message; --lines and --delimited take many");
     return Whole(all);
   }
 
@@ -135,7 +137,8 @@ class Reader {
         end = source_->Ready().size();
         if (end > kMostText) {
           DropLine();
-          Fault(place, "is too long");
+          Fault(place,
+                "is longer than " + std::to_string(kMostBytes) + " bytes");
           continue;
         }
       }
@@ -161,7 +164,9 @@ class Reader {
   }
 
   void One(const std::string& place, const std::string& bytes) {
-    if (bytes.size() > kMostBytes) return Fault(place, "is too long");
+    if (bytes.size() > kMostBytes)
+      return Fault(place,
+                   "is longer than " + std::to_string(kMostBytes) + " bytes");
     use_({place, bytes, 0, "", ""});
   }
 
