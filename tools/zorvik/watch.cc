@@ -46,6 +46,8 @@ class Ear {
   virtual int descriptor() const = 0;
   // Takes what has come. Throws std::runtime_error.
   virtual void Hear(const Use& use) = 0;
+  // Why nothing can be heard at present; empty when something can.
+  virtual std::string Trouble() const { return ""; }
   // What is to be said of it at the end; empty for nothing.
   virtual std::string Remark() { return ""; }
 };
@@ -121,24 +123,51 @@ class InterfaceEar : public Ear {
   const Decoder* const decoder_;
 };
 
+// Connects again when the broker goes away.
 class BrokerEar : public Ear {
  public:
   BrokerEar(const Place& place, const BrokerOptions& options)
-      : broker_(place, options) {
-    broker_.Subscribe(place.topic,
-                      [this](const std::string&, const std::string& bytes) {
-                        heard_.push_back(bytes);
-                      });
+      : place_(place), options_(options) {
+    Connect();
   }
-  int descriptor() const override { return broker_.descriptor(); }
+  int descriptor() const override {
+    return broker_ == nullptr ? -1 : broker_->descriptor();
+  }
   void Hear(const Use& use) override {
-    broker_.Loop(0);
+    const Clock::time_point now = Clock::now();
+    try {
+      if (broker_ != nullptr) {
+        broker_->Loop(0);
+      } else if (now >= next_try_) {
+        Connect();
+      }
+    } catch (const std::runtime_error& error) {
+      broker_.reset();
+      trouble_ = error.what();
+      next_try_ = now + std::chrono::seconds(1);
+    }
     for (const std::string& bytes : heard_) use(bytes);
     heard_.clear();
   }
+  std::string Trouble() const override {
+    return broker_ == nullptr ? trouble_ : "";
+  }
 
  private:
-  Broker broker_;
+  void Connect() {
+    auto broker = std::make_unique<Broker>(place_, options_);
+    broker->Subscribe(place_.topic,
+                      [this](const std::string&, const std::string& bytes) {
+                        heard_.push_back(bytes);
+                      });
+    broker_ = std::move(broker);
+  }
+
+  const Place place_;
+  const BrokerOptions options_;
+  std::unique_ptr<Broker> broker_;
+  std::string trouble_;
+  Clock::time_point next_try_;
   std::vector<std::string> heard_;
 };
 
@@ -221,7 +250,9 @@ class Watch {
              (options_.seconds <= 0 ||
               Clock::now() - begin < Seconds(options_.seconds));
       if (screen != nullptr) {
-        screen->Draw(table_, title_, Clock::now());
+        const std::string trouble = Trouble();
+        screen->Draw(table_, trouble.empty() ? title_ : "! " + trouble,
+                     Clock::now());
       }
     }
     if (screen == nullptr) Show(nullptr, Clock::now());
@@ -247,7 +278,20 @@ class Watch {
 
   void Show(Screen* screen, Clock::time_point now) {
     table_.Tick(now);
-    if (screen == nullptr) Print(table_, options_.json);
+    if (screen != nullptr) return;
+    Print(table_, options_.json);
+    const std::string trouble = Trouble();
+    if (trouble != trouble_ && !trouble.empty()) {
+      std::cerr << "zorvik: " << trouble << "; trying again\n";
+    }
+    trouble_ = trouble;
+  }
+
+  std::string Trouble() const {
+    for (const auto& ear : ears_) {
+      if (!ear->Trouble().empty()) return ear->Trouble();
+    }
+    return "";
   }
 
   // Waits for what comes. False when that is all that was asked for.
@@ -288,6 +332,7 @@ class Watch {
   Table table_;
   std::vector<std::unique_ptr<Ear>> ears_;
   std::string title_ = "zorvik watch";
+  std::string trouble_;  // That was told of last.
 };
 
 int RunWatch(const Options& options, Vocabulary* vocabulary) {
