@@ -9,14 +9,14 @@
 namespace {
 
 constexpr short kFaulty = 1;
-constexpr char kColumns[] = "%6s %-44s %9s %8s %7s  %s";
+constexpr char kColumns[] = "%6s %-40s %9s %8s %7s  %s";
 
 std::string Line(const std::string& node, const std::string& topic,
                  const std::string& count, const std::string& rate,
                  const std::string& age, const std::string& content) {
   char text[1024];
   std::snprintf(text, sizeof text, kColumns, node.c_str(),
-                topic.substr(0, 44).c_str(), count.c_str(), rate.c_str(),
+                topic.substr(0, 40).c_str(), count.c_str(), rate.c_str(),
                 age.c_str(), content.c_str());
   return text;
 }

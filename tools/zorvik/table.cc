@@ -92,8 +92,9 @@ void Table::Add(const std::string& bytes, Time now) {
   }
   Row& row = rows_[key];
   if (row.count == 0) row.history_.emplace_back(last_tick_.value_or(now), 0);
-  row.topic = std::to_string(key.second) + ' ' +
-              (content.id.empty() ? "(not declared)" : content.id);
+  row.topic =
+      std::to_string(key.second) + ' ' +
+      (content.id.empty() ? "(not declared)" : vocabulary_->Brief(content.id));
   ++row.count;
   row.last = now;
   for (size_t i = 0; i < kKinds; ++i) row.faults[i] += faults[i];

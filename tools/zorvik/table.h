@@ -25,7 +25,7 @@ class Table {
   using Time = std::chrono::steady_clock::time_point;
 
   struct Row {
-    std::string topic;  // Number and name.
+    std::string topic;  // Number and brief name.
     uint64_t count = 0;
     double rate = 0;  // A second, of the last five seconds.
     Time last;

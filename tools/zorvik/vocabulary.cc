@@ -13,6 +13,8 @@ namespace pb = google::protobuf;
 
 namespace {
 
+constexpr char kTopicType[] = "topic type";
+
 std::string Find(const std::map<std::string, std::string>& map,
                  const std::string& key) {
   const auto found = map.find(key);
@@ -104,6 +106,14 @@ Vocabulary::Vocabulary(const std::string& descriptors,
   }
   for (const catalogue::Id& id : catalogue_.ids()) {
     carried_by_id_[id.name()] = id.carries();
+    if (id.kind() != kTopicType) continue;
+    const std::string name = LastPart(id.name());
+    if (topic_prefix_.empty()) topic_prefix_ = name;
+    topic_prefix_.erase(
+        std::mismatch(topic_prefix_.begin(), topic_prefix_.end(), name.begin(),
+                      name.end())
+            .first,
+        topic_prefix_.end());
   }
 }
 
@@ -124,29 +134,25 @@ const pb::Descriptor* Vocabulary::Meant(const std::string& name) const {
 }
 
 const catalogue::Id& Vocabulary::MeantTopic(const std::string& name) const {
-  std::vector<const catalogue::Id*> ids;
   char* end = nullptr;
   const long number = std::strtol(name.c_str(), &end, 0);
-  std::string prefix;  // That all of them have.
-  for (const catalogue::Id& id : catalogue_.ids()) {
-    if (id.kind() != "topic type") continue;
-    if (!name.empty() && *end == '\0' && id.number() == number) return id;
-    if (ids.empty()) prefix = id.name();
-    ids.push_back(&id);
-    const auto differ = std::mismatch(prefix.begin(), prefix.end(),
-                                      id.name().begin(), id.name().end());
-    prefix.erase(differ.first, prefix.end());
-  }
   std::map<std::string, const catalogue::Id*> topics;
   std::vector<std::string> names;
-  for (const catalogue::Id* id : ids) {
-    for (const std::string& each :
-         {id->name(), id->name().substr(prefix.size())}) {
-      topics[each] = id;
+  for (const catalogue::Id& id : catalogue_.ids()) {
+    if (id.kind() != kTopicType) continue;
+    if (!name.empty() && *end == '\0' && id.number() == number) return id;
+    for (const std::string& each : {id.name(), Brief(LastPart(id.name()))}) {
+      topics[each] = &id;
       names.push_back(each);
     }
   }
   return *topics.at(Choose("topic type", name, names));
+}
+
+std::string Vocabulary::Brief(const std::string& topic) const {
+  return topic.compare(0, topic_prefix_.size(), topic_prefix_) == 0
+             ? topic.substr(topic_prefix_.size())
+             : topic;
 }
 
 std::unique_ptr<pb::Message> Vocabulary::New(const pb::Descriptor* type) {

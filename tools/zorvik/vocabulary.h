@@ -38,6 +38,9 @@ class Vocabulary {
   // the last part of the name. Throws std::runtime_error.
   const catalogue::Id& MeantTopic(const std::string& name) const;
 
+  // The name of a topic type without what the names of all have in front.
+  std::string Brief(const std::string& topic) const;
+
   std::unique_ptr<google::protobuf::Message> New(
       const google::protobuf::Descriptor* type);
 
@@ -57,6 +60,7 @@ class Vocabulary {
   google::protobuf::DescriptorPool pool_;
   google::protobuf::DynamicMessageFactory factory_;
   catalogue::Catalogue catalogue_;
+  std::string topic_prefix_;
   // By full names of fields and ids.
   std::map<std::string, std::string> enum_of_field_;
   std::map<std::string, std::string> unit_of_field_;
