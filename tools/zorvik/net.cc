@@ -114,6 +114,15 @@ void AddBrokerOptions(CLI::App* app, BrokerOptions* options) {
 }
 
 struct Broker::State {
+  State() { mosquitto_lib_init(); }
+  ~State() {
+    mosquitto_disconnect(client);
+    mosquitto_destroy(client);
+    mosquitto_lib_cleanup();
+  }
+  State(const State&) = delete;
+  State& operator=(const State&) = delete;
+
   mosquitto* client = nullptr;
   int connected = -1;  // What the broker answered.
   int subscribed = -1;
@@ -124,7 +133,6 @@ struct Broker::State {
 Broker::Broker(const Place& place, const BrokerOptions& options)
     : where_(place.host + (place.port.empty() ? "" : ":" + place.port)),
       state_(std::make_unique<State>()) {
-  mosquitto_lib_init();
   mosquitto* client = mosquitto_new(nullptr, true, state_.get());
   if (client == nullptr) throw std::runtime_error("cannot make an MQTT client");
   state_->client = client;
@@ -170,11 +178,7 @@ Broker::Broker(const Place& place, const BrokerOptions& options)
   }
 }
 
-Broker::~Broker() {
-  mosquitto_disconnect(state_->client);
-  mosquitto_destroy(state_->client);
-  mosquitto_lib_cleanup();
-}
+Broker::~Broker() = default;
 
 void Broker::Check(int result, const std::string& what) {
   if (result == MOSQ_ERR_SUCCESS) return;
