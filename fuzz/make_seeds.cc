@@ -77,20 +77,24 @@ std::string InEnvelope(const pb::Descriptor* type, const std::string& bytes) {
   return envelope.SerializeAsString();
 }
 
-// A capture with one datagram, which is a raw IPv4 packet.
-std::string InCapture(const std::string& bytes) {
+// A capture with one datagram, which is a raw IPv4 packet, and of which the
+// capture has so much.
+std::string InCapture(const std::string& bytes, size_t most = 65535) {
   const auto number = [](size_t value, int size) {
     std::string text;
     while (size-- > 0) text += static_cast<char>(value >> (8 * size));
     return text;
   };
   const std::string length = number(bytes.size() + 28, 4);
+  const std::string packet = number(0x4500, 2) + length.substr(2) +
+                             number(0, 4) + number(0x4011, 2) + number(0, 2) +
+                             number(0x0a000001, 4) + number(0x0a000002, 4) +
+                             number(9000, 2) + number(9001, 2) +
+                             number(bytes.size() + 8, 2) + number(0, 2) + bytes;
+  const std::string kept = packet.substr(0, most);
   return number(0xa1b2c3d4, 4) + number(2, 2) + number(4, 2) + number(0, 8) +
-         number(65535, 4) + number(101, 4) + number(0, 8) + length + length +
-         number(0x4500, 2) + length.substr(2) + number(0, 4) +
-         number(0x4011, 2) + number(0, 2) + number(0x0a000001, 4) +
-         number(0x0a000002, 4) + number(9000, 2) + number(9001, 2) +
-         number(bytes.size() + 8, 2) + number(0, 2) + bytes;
+         number(65535, 4) + number(101, 4) + number(0, 8) +
+         number(kept.size(), 4) + length + kept;
 }
 
 // In the forms that people have, each behind the form of output.
@@ -101,6 +105,7 @@ std::set<std::string> InForms(const std::string& bytes) {
   for (const std::string& form :
        {bytes, length + bytes + length + bytes, HexOf(bytes), Base64Of(bytes),
         HexOf(bytes) + '\n' + Base64Of(bytes), InCapture(bytes),
+        InCapture(bytes, 10), InCapture(bytes, 24), InCapture(bytes, 70),
         "0000000 " + ToHex(bytes)}) {
     inputs.insert(static_cast<char>(++output % 4) + form);
     inputs.insert('\2' + form);  // As JSON.
@@ -113,7 +118,17 @@ std::set<std::string> Inputs(const std::string& target,
                              const pb::Descriptor* type,
                              const std::string& bytes) {
   if (target == "message") return {PickOf(type) + bytes};
-  if (target == "input") return InForms(InEnvelope(type, bytes));
+  if (target == "input") {
+    // With another prefix, as long as the usual one, that a terminal would
+    // obey.
+    std::string obeyed = InEnvelope(type, bytes);
+    const std::string usual = "type.googleapis.com";
+    obeyed.replace(obeyed.find(usual), usual.size(), usual.size(), '\x1b');
+    std::set<std::string> inputs = InForms(InEnvelope(type, bytes));
+    inputs.insert('\0' + obeyed);
+    inputs.insert('\1' + obeyed);
+    return inputs;
+  }
   std::set<std::string> inputs = {InEnvelope(type, bytes)};
   if (type == zorvik::channel::channelTopicMessage::descriptor()) {
     inputs.insert(bytes);

@@ -111,7 +111,7 @@ int RunIds(const Options& options, const Vocabulary& vocabulary) {
 
 Run AddIds(CLI::App* program) {
   CLI::App* app = program->add_subcommand(
-      "ids", "Tells what a number, a hexadecimal number or a name is");
+      "ids", "Tell what a number, a hexadecimal number or a name is");
   const auto options = std::make_shared<Options>();
   app->add_option("QUERY", options->query,
                   "Numbers, names or parts of names; all have to match")
