@@ -114,7 +114,8 @@ Run AddIds(CLI::App* program) {
       "ids", "Tell what a number, a hexadecimal number or a name is");
   const auto options = std::make_shared<Options>();
   app->add_option("QUERY", options->query,
-                  "Numbers, names or parts of names; all have to match")
+                  "Numbers, names, parts of names or words of comments;\n"
+                  "all have to match")
       ->required();
   app->add_flag("-a,--all", options->all, "Show all, however many");
   app->add_flag("--json", options->json,

@@ -1,4 +1,5 @@
-// Looks for ids, values, messages and fields by numbers and names.
+// Looks for ids, enums, values, messages and fields by numbers, names and
+// words.
 #ifndef TOOLS_ZORVIK_SEARCH_H_
 #define TOOLS_ZORVIK_SEARCH_H_
 
