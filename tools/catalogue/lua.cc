@@ -48,14 +48,18 @@ std::string Lua(const Catalogue& catalogue) {
     out << "    },\n";
   }
   out << "  },\n"
-         "  -- Enums whose numbers plain fields carry, by the field.\n"
-         "  enum_of_field = {\n";
+         "  -- Messages by full name, each field by its number.\n"
+         "  messages = {\n";
   for (const Message& message : catalogue.messages()) {
+    out << "    [" << Quoted(message.name()) << "] = {\n";
     for (const Field& field : message.fields()) {
-      if (field.enum_().empty() || field.enum_() == field.type()) continue;
-      out << "    [" << Quoted(message.name() + "." + field.name())
-          << "] = " << Quoted(field.enum_()) << ",\n";
+      out << "      [" << field.number()
+          << "] = {name = " << Quoted(field.name())
+          << ", type = " << Quoted(field.type());
+      if (!field.enum_().empty()) out << ", enum = " << Quoted(field.enum_());
+      out << "},\n";
     }
+    out << "    },\n";
   }
   out << "  },\n}\n";
   return out.str();

@@ -1,15 +1,16 @@
--- Shows the channel envelope in Wireshark and tshark: one UDP datagram, one
--- zorvik.channel.channelTopicMessage.
+-- Shows envelopes in Wireshark and tshark: messages that hold another one in a
+-- google.protobuf.Any. One comes in a UDP datagram, in a publish of MQTT, or over
+-- TCP behind its length.
 --
--- Wireshark's own protobuf dissector does the decoding and takes all names from
--- the schemas, which must be in its search paths. This script brings what that
--- dissector cannot know: which datagrams are ours, that the value of an Any is
--- the message which its type URL names, and that a plain number is an enum's
--- where the catalogue says so. catalogue.lua is read from this script's folder.
+-- This script reads the envelope by itself, up to what is wrong with it. All
+-- fields are shown by Wireshark's own protobuf dissector, which takes them from
+-- the schemas in its search paths. catalogue.lua is read from this script's
+-- folder.
 
-local envelope_type = "zorvik.channel.channelTopicMessage"
+local byte, min = string.byte, math.min
 local folder = debug.getinfo(1, "S").source:match("^@(.*)[/\\]") or "."
 local catalogue = dofile(folder .. "/catalogue.lua")
+local any = "google.protobuf.Any"
 
 -- Enums by full name, each value by its number; other scripts find them here.
 local zorvik = {enums = catalogue.enums}
@@ -25,7 +26,6 @@ function zorvik.names(enum)
 end
 
 local protobuf = Dissector.get("protobuf")
-local protobuf_field = DissectorTable.get("protobuf_field")
 
 -- Shows bytes as the message of that name. False when they are cut short, which
 -- protobuf's dissector notes in the tree and then raises as an error.
@@ -34,110 +34,499 @@ function zorvik.dissect(message, buffer, pinfo, tree)
   return (pcall(Dissector.call, protobuf, buffer, pinfo, tree))
 end
 
--- What the fields of the present envelope turned out to be.
-local seen = {}
+-- Reading what is encoded. Places are those of strings in Lua, from 1 on, and a
+-- part ends before its stop.
 
--- Calls handle(buffer, pinfo, tree) for the values of a field.
-local function at_field(field, protocol, handle)
-  protocol.dissector = function(buffer, pinfo, tree)
-    handle(buffer, pinfo, tree)
-    return buffer:len()
+-- Where the varint at a place ends, and its low 32 bits. Nothing if the bytes end
+-- within it, false if it has more than ten.
+local function varint(bytes, at)
+  local first = byte(bytes, at)
+  if first and first < 128 then return at + 1, first end
+  local number, weight = 0, 1
+  for i = at, at + 9 do
+    local part = byte(bytes, i)
+    if not part then return end
+    if part < 128 then return i + 1, (number + part * weight) % 2 ^ 32 end
+    number = (number + part % 128 * weight) % 2 ^ 32
+    weight = weight * 128 % 2 ^ 32
   end
-  protobuf_field:add(field, protocol)
+  return false
 end
 
-at_field("google.protobuf.Any.type_url", Proto("zorvik.any_type", "Content type"),
-  function(buffer)
-    seen.content = buffer:raw():match("[^/]*$")
-  end)
-at_field("google.protobuf.Any.value", Proto("zorvik.any_value", "Content"),
-  function(buffer, pinfo, tree)
-    if seen.content and not zorvik.dissect(seen.content, buffer, pinfo, tree) then
-      seen.malformed = true
-    end
-  end)
+-- What protobuf reads of messages in messages.
+local deepest = 100
 
--- A protocol for each enum, whose one field shows number and name.
-local function protocol_of_enum(enum)
-  local protocol = Proto(enum, enum)
-  local field = ProtoField.int32(enum, enum:match("[^.]+$"), base.DEC, zorvik.names(enum))
-  protocol.fields = {field}
-  return protocol, function(buffer, _, tree)
-    local number, weight, start = 0, 1, 0
-    for i = 0, buffer:len() - 1 do  -- A repeated field holds several varints.
-      local byte = buffer(i, 1):uint()
-      -- A 32-bit field keeps the low 32 bits of what it receives.
-      number = (number + byte % 128 * weight) % 2 ^ 32
-      weight = weight * 128 % 2 ^ 32
-      if byte < 128 then
-        if number >= 2 ^ 31 then number = number - 2 ^ 32 end
-        tree:add(field, buffer(start, i + 1 - start), number)
-        seen[enum] = number
-        number, weight, start = 0, 1, i + 1
+-- The field at a place: its number and wire type, where its value begins and
+-- ends, the value of a varint, and what is wrong with it.
+local function field(bytes, at, stop, depth)
+  local from, tag = varint(bytes, at)
+  if not from or from > stop then
+    return nil, nil, nil, nil, nil, from == false and "is malformed" or "ends within a tag"
+  end
+  local wire = tag % 8
+  local number = (tag - wire) / 8
+  local to, value
+  if wire == 0 then
+    to, value = varint(bytes, from)
+  elseif wire == 2 then
+    from, value = varint(bytes, from)
+    to = from and from + value
+    if from == false or to and value >= 2 ^ 31 then to = false end
+  elseif wire == 1 or wire == 5 then
+    to = from + (wire == 1 and 8 or 4)
+  elseif wire == 3 and depth < deepest then
+    local inner, kind, _, fault
+    to = from
+    repeat
+      inner, kind, _, to, _, fault = field(bytes, to, stop, depth + 1)
+    until fault or kind == 4
+    if fault then return number, wire, nil, nil, nil, fault end
+    if inner ~= number then to = false end
+  elseif wire == 4 and depth > 0 then
+    to = from
+  else
+    to = false
+  end
+  if number == 0 or to == false then
+    return number, wire, nil, nil, nil, "is malformed"
+  end
+  if not to or to > stop then
+    return number, wire, from, to, nil, "ends within field " .. number
+  end
+  return number, wire, from, to, value
+end
+
+local function signed(value)
+  return value < 2 ^ 31 and value or value - 2 ^ 32
+end
+
+local function told(message, fault, at)
+  return message .. " " .. fault .. ", at offset " .. at - 1
+end
+
+-- Reads a message and those in it. Where the first of its fields begins that is at
+-- fault, and what is wrong; nothing if all is well.
+local open
+local function check(bytes, at, stop, message, depth)
+  local fields = catalogue.messages[message]
+  while at < stop do
+    local number, wire, from, to, _, fault = field(bytes, at, stop, 0)
+    if fault then return at, told(message, fault, at) end
+    if wire == 2 and fields and fields[number] and depth < deepest then
+      local type = fields[number].type
+      if type == any then
+        fault = select(4, open(bytes, from, to, depth))
+      elseif catalogue.messages[type] then
+        _, fault = check(bytes, from, to, type, depth + 1)
+      end
+      if fault then return at, fault end
+    end
+    at = to
+  end
+end
+
+-- The name of the message in a type URL.
+local function name_in(url)
+  return url:match(".*/(.*)") or url
+end
+
+-- Reads an Any: the name of its message, where its value begins and ends, and
+-- what is wrong with it or with its value.
+function open(bytes, at, stop, depth)
+  local name, first, last
+  while at < stop do
+    local number, wire, from, to, _, fault = field(bytes, at, stop, 0)
+    if wire == 2 and number == 2 and from then first, last = from, min(to, stop) end
+    if fault then return name, first, last, told(any, fault, at) end
+    if wire == 2 and number == 1 then name = name_in(bytes:sub(from, to - 1)) end
+    at = to
+  end
+  local _, fault
+  if first then _, fault = check(bytes, first, last, name, depth + 1) end
+  return name, first, last, fault
+end
+
+-- The protocol of all kinds of envelopes. Each kind has its message, the number
+-- of the field with the content, the names of its other fields, and that of the
+-- one which tells what the content is for. For the channel that is an enum, whose
+-- values tell what the content has to be.
+local envelope = Proto("zorvik", "Zorvik envelope")
+local shown = {content = ProtoField.string("zorvik.content", "content")}
+local kinds, channel = {}
+for message, fields in pairs(catalogue.messages) do
+  local kind = {message = message, fields = {}, names = {}}
+  for number, field in pairs(fields) do
+    if field.type == any then
+      kind.content = number
+      kinds[message] = kind
+    else
+      kind.fields[number] = field.name
+    end
+  end
+  local numbers = {}
+  for number in pairs(kind.content and kind.fields or {}) do table.insert(numbers, number) end
+  table.sort(numbers)
+  for _, number in ipairs(numbers) do
+    local field = fields[number]
+    if field.type ~= any then
+      table.insert(kind.names, field.name)
+      shown[field.name] = ProtoField.int32("zorvik." .. field.name, field.name, base.DEC,
+        field.enum and zorvik.names(field.enum))
+      if field.enum or not kind.subject then kind.subject = field.name end
+      if field.enum then
+        channel = kind
+        kind.topics = zorvik.enums[field.enum]
+      end
+    end
+  end
+end
+envelope.fields = shown
+
+-- Reads an envelope: its numbers by the names of the fields, the name of its
+-- content, where the value is, whether one of its fields comes again, whether it
+-- has other fields, where the first field begins that is at fault, what is wrong,
+-- and whether that is its end.
+local function read(bytes, kind)
+  local numbers = {}
+  local result = {kind = kind, numbers = numbers}
+  local at, stop, has_content = 1, #bytes + 1, false
+  while at < stop do
+    local number, wire, from, to, value, fault = field(bytes, at, stop, 0)
+    local name = kind.fields[number]
+    if fault then
+      result.cut = fault ~= "is malformed"
+      fault = told(kind.message, fault, at)
+    end
+    if number == kind.content and wire == 2 then
+      result.again = result.again or has_content
+      has_content = true
+      if from then
+        local content, first, last, inner = open(bytes, from, min(to, stop), 0)
+        result.content = content or result.content
+        if first then result.first, result.last = first, last end
+        fault = fault or inner
+      end
+    elseif name and wire == 0 then
+      result.again = result.again or numbers[name]
+      if value then numbers[name] = signed(value) end
+    elseif number then
+      result.foreign = true
+    end
+    if fault then
+      result.fault, result.at = fault, at
+      break
+    end
+    at = to
+  end
+  return result
+end
+
+-- The kind of envelope that the bytes are from their beginning up to the type URL
+-- of a message of the vocabulary, or nothing.
+local function kind_of(bytes)
+  for _, kind in pairs(kinds) do
+    local at = 1
+    local tag = byte(bytes, at)
+    while tag and tag % 8 == 0 and kind.fields[tag / 8] do
+      at = varint(bytes, at + 1)
+      tag = at and byte(bytes, at)
+    end
+    if tag == kind.content * 8 + 2 then
+      local from, size = varint(bytes, at + 1)
+      local begin, length = varint(bytes, from and byte(bytes, from) == 10 and from + 1 or #bytes + 1)
+      if begin and begin + length <= from + size and
+          bytes:sub(begin, begin + length - 1):find("^[%w%-._~:/]*/zorvik%.[%w_.]+$") and
+          begin + length <= #bytes + 1 then
+        return kind
       end
     end
   end
 end
 
-local protocols = {}
-for field, enum in pairs(catalogue.enum_of_field) do
-  protocols[enum] = protocols[enum] or {protocol_of_enum(enum)}
-  at_field(field, protocols[enum][1], protocols[enum][2])
+-- What the protobuf dissector hands over while it shows an envelope: the value of
+-- an Any behind its type URL, and numbers of enums. That it does shows that it
+-- has the schemas.
+local schemas_found, name_of_content, checks_contents
+
+local function at_field(field, protocol, handle)
+  protocol.dissector = function(buffer, pinfo, tree)
+    schemas_found = true
+    handle(buffer, pinfo, tree)
+    return buffer:len()
+  end
+  DissectorTable.get("protobuf_field"):add(field, protocol)
 end
 
-local envelope = Proto("zorvik", "Zorvik channel")
-local wrong_content = ProtoExpert.new("zorvik.wrong_content",
+-- Shows the fields of a message that are before the first one at fault.
+local function show_fields(message, buffer, at, pinfo, tree)
+  if at ~= 1 and buffer:len() > 0 then
+    zorvik.dissect(message, at and buffer(0, at - 1):tvb() or buffer, pinfo, tree)
+  end
+end
+
+-- Content in content is shown so deep: each takes some of the 200 calls from C that
+-- Lua has room for.
+local deepest_shown, level = 10, 0
+local function show_content(buffer, pinfo, tree)
+  local name = name_of_content
+  if name and level < deepest_shown then
+    local at = checks_contents and check(buffer:raw(), 1, buffer:len() + 1, name, 0)
+    level = level + 1
+    show_fields(name, buffer, at or nil, pinfo, tree)
+    level = level - 1
+  end
+end
+
+at_field(any .. ".type_url", Proto("zorvik.any_type", "Content type"), function(buffer)
+  name_of_content = name_in(buffer:raw())
+end)
+local contents = Proto("zorvik.any_value", "Content")
+at_field(any .. ".value", contents, show_content)
+
+-- A dissector for each enum, which shows the numbers of a field by their names.
+local numbers = {}
+local function dissector_of_enum(enum)
+  local shown_number = ProtoField.int32(enum, enum:match("[^.]+$"), base.DEC, zorvik.names(enum))
+  numbers[enum] = shown_number
+  return function(buffer, _, tree)
+    local bytes, at = buffer:raw(), 1
+    while at and at <= #bytes do  -- A repeated field holds several varints.
+      local to, value = varint(bytes, at)
+      if to then tree:add(shown_number, buffer(at - 1, to - at), signed(value)) end
+      at = to
+    end
+  end
+end
+
+local enums = {}
+for message, fields in pairs(catalogue.messages) do
+  for _, field in pairs(fields) do
+    local enum = field.enum
+    if enum and enum ~= field.type then
+      enums[enum] = enums[enum] or {Proto(enum, enum), dissector_of_enum(enum)}
+      at_field(message .. "." .. field.name, enums[enum][1], enums[enum][2])
+    end
+  end
+end
+contents.fields = numbers
+
+local function remark(name, text, group, severity)
+  local result = ProtoExpert.new("zorvik." .. name, text, group, severity)
+  envelope.experts = {result}
+  return result
+end
+local malformed = remark("malformed", "The envelope is malformed",
+  expert.group.MALFORMED, expert.severity.ERROR)
+local several = remark("several", "Fields of the envelope come more than once. "
+  .. "A receiver takes this for one envelope; several have to be framed",
+  expert.group.PROTOCOL, expert.severity.WARN)
+local wrong_content = remark("wrong_content",
   "The content is not the message that the topic type carries",
   expert.group.PROTOCOL, expert.severity.WARN)
-local no_schemas = ProtoExpert.new("zorvik.no_schemas",
+local no_schemas = remark("no_schemas",
   "Add " .. folder .. " and the folder of google/protobuf/any.proto to the protobuf search paths",
   expert.group.UNDECODED, expert.severity.WARN)
-envelope.experts = {wrong_content, no_schemas}
+
+-- What the columns say of an envelope.
+local function summary_of(found, fault)
+  local kind, number = found.kind, found.numbers[found.kind.subject]
+  local text = found.content or not fault and "no content"
+  text = text and fault and text .. ", " .. fault or text or fault
+  if not number and not found.content then
+    return fault or "neither " .. kind.subject .. " nor content"
+  elseif kind.topics then
+    local topic = kind.topics[number or 0]
+    return (topic and topic.name or "topic type " .. number) .. ": " .. text
+  end
+  return kind.subject .. " " .. (number or 0) .. ": " .. text
+end
+
+local own_dissector, content_dissector
+
+-- Shows an envelope. Returns what the columns say of it.
+local function show(buffer, pinfo, tree, found)
+  local kind = found.kind
+  local fault = found.fault and (found.cut and "cut" or "malformed")
+  if fault == "cut" and buffer:len() < buffer:reported_len() then
+    fault = "cut by the capture"
+  end
+  local summary = summary_of(found, fault)
+  local branch = tree:add(envelope, buffer(), "Zorvik envelope, " .. summary)
+
+  local topic = kind.topics and kind.topics[found.numbers[kind.subject] or 0]
+  if found.fault then
+    branch:add_proto_expert_info(malformed, found.fault)
+  elseif topic and topic.carries and found.content ~= topic.carries then
+    branch:add_proto_expert_info(wrong_content,
+      topic.name .. " carries " .. topic.carries .. ", not " .. (found.content or "nothing"))
+  end
+  if found.again then branch:add_proto_expert_info(several) end
+
+  if tree:referenced(own_dissector) then
+    for _, name in ipairs(kind.names) do
+      if found.numbers[name] then
+        branch:add(shown[name], buffer(), found.numbers[name]):set_generated()
+      end
+    end
+    if found.content then
+      branch:add(shown.content, buffer(), found.content):set_generated()
+    end
+  end
+
+  -- The rest takes most of the time.
+  if schemas_found == nil or tree:referenced(protobuf) or tree:referenced(content_dissector) then
+    name_of_content, checks_contents = found.content, found.fault
+    show_fields(kind.message, buffer, found.at, pinfo, branch)
+    if found.cut and found.first and found.last > found.first then
+      show_content(buffer(found.first - 1, found.last - found.first):tvb(), pinfo, branch)
+    end
+    if not found.fault and (found.content or found.numbers[kind.subject] and kind.topics) then
+      schemas_found = schemas_found or false
+    end
+  end
+  if schemas_found == false then branch:add_proto_expert_info(no_schemas) end
+  return summary
+end
+
+-- Shows an envelope, and says so in the columns: in place of what they have, or
+-- behind it and between these texts.
+local function show_in_columns(buffer, pinfo, tree, found, before, after)
+  local columns = pinfo.cols
+  if before then columns.info:fence() end
+  local summary = show(buffer, pinfo, tree, found)
+  columns.protocol = "Zorvik"
+  columns.info = before and before .. summary .. after or summary
+  if before then columns.info:fence() end
+  return buffer:len()
+end
+
+-- Reads what has to be an envelope, of whatever kind.
+local function read_any(bytes)
+  local found = read(bytes, channel)
+  for _, kind in pairs(found.foreign and kinds or {}) do
+    local other = read(bytes, kind)
+    if not other.foreign then found = other end
+  end
+  return found
+end
+
+local udp = 3
+function envelope.dissector(buffer, pinfo, tree)
+  local joined = pinfo.port_type ~= udp
+  return show_in_columns(buffer, pinfo, tree, read_any(buffer:raw()), joined and ": ", joined and "")
+end
+own_dissector, content_dissector = Dissector.get("zorvik"), Dissector.get("zorvik.any_value")
+
+function envelope.init()
+  schemas_found = nil
+end
+
+-- What follows an envelope between the same ports is one, too, if it has no fields
+-- but those of an envelope.
+local follower = Proto("zorvik.follower", "Zorvik envelope behind another one")
+function follower.dissector(buffer, pinfo, tree)
+  local bytes = buffer:raw()
+  local found = read_any(bytes)
+  if found.foreign or found.fault and not found.cut then
+    local kind = kind_of(bytes)
+    if not kind then return 0 end
+    found = read(bytes, kind)
+  end
+  return show_in_columns(buffer, pinfo, tree, found)
+end
+
+envelope:register_heuristic("udp", function(buffer, pinfo, tree)
+  local bytes = buffer:raw()
+  local kind = kind_of(bytes)
+  if not kind then return false end
+  pinfo.conversation = follower
+  show_in_columns(buffer, pinfo, tree, read(bytes, kind))
+  return true
+end)
+
+envelope:register_heuristic("mqtt.topic", function(buffer, pinfo, tree)
+  local bytes = buffer:raw()
+  local kind = kind_of(bytes)
+  if not kind then return false end
+  show_in_columns(buffer, pinfo, tree, read(bytes, kind), ": ", "")
+  return true
+end)
+
 envelope.prefs.ports = Pref.range("UDP ports", "",
   "Ports whose datagrams are envelopes. Those with content are found on any port.", 65535)
+envelope.prefs.tcp_ports = Pref.range("TCP ports", "",
+  "Ports whose streams are envelopes, each behind its length.", 65535)
+local as_varint, as_big_endian = 1, 2
+envelope.prefs.tcp_framing = Pref.enum("Length over TCP", as_varint,
+  "Form of the length in front of each envelope over TCP", {
+    {1, "varint", as_varint},
+    {2, "4 bytes, big-endian", as_big_endian},
+  })
 
-local topic_types = catalogue.enum_of_field[envelope_type .. ".topic_type"]
-
-function envelope.dissector(buffer, pinfo, tree)
-  seen = {}
-  pinfo.cols.protocol = "Zorvik"
-  local branch = tree:add(envelope, buffer())
-  if not zorvik.dissect(envelope_type, buffer, pinfo, branch) then seen.malformed = true end
-  pinfo.cols.protocol = "Zorvik"
-  local number = seen[topic_types] or 0
-  local topic = zorvik.enums[topic_types][number] or {name = "topic type " .. number}
-  local summary = topic.name .. ": " .. (seen.content or "no content")
-  if not next(seen) then summary = "neither topic type nor content" end
-  if seen.malformed then summary = topic.name .. ": malformed" end
-  pinfo.cols.info = summary
-  branch:append_text(", " .. summary)
-  if topic.carries and seen.content ~= topic.carries and not seen.malformed then
-    branch:add_proto_expert_info(wrong_content,
-      topic.name .. " carries " .. topic.carries .. ", not " .. (seen.content or "nothing"))
+-- Where the envelope begins whose length is at an offset, and how long it is.
+-- Nothing if the bytes end before, false if that cannot be a length.
+local longest = 2 ^ 20
+local function framed(buffer, at)
+  local from, length
+  if envelope.prefs.tcp_framing == as_varint then
+    from, length = varint(buffer:raw(at), 1)
+    from = from and at + from - 1
+  elseif buffer:len() - at >= 4 then
+    from, length = at + 4, buffer(at, 4):uint()
   end
-  if not next(seen) and buffer:raw():match("^\8[\128-\255]*[%z\1-\127]") then
-    branch:add_proto_expert_info(no_schemas)
+  if from == false or length and length > longest then return false end
+  return from, length
+end
+
+-- Envelopes in a stream, which go on in the next segment or begin in the middle.
+local stream = Proto("zorvik_tcp", "Zorvik envelopes over TCP")
+local no_length = ProtoExpert.new("zorvik_tcp.no_length",
+  "This is no length of an envelope: look at the preference zorvik.tcp_framing",
+  expert.group.MALFORMED, expert.severity.ERROR)
+stream.experts = {no_length}
+function stream.dissector(buffer, pinfo, tree)
+  local at = 0
+  pinfo.cols.protocol = "Zorvik"
+  pinfo.cols.info = ""
+  while at < buffer:len() do
+    local from, length = framed(buffer, at)
+    local missing = from and from + length - buffer:len()
+    if pinfo.can_desegment > 0 and (from == nil or missing and missing > 0) then
+      pinfo.desegment_offset = at
+      pinfo.desegment_len = missing or DESEGMENT_ONE_MORE_SEGMENT
+      break
+    end
+    if not from then
+      pinfo.cols.info = from == nil and "cut length" or "no length of an envelope"
+      tree:add(stream, buffer(at)):add_proto_expert_info(no_length)
+      break
+    end
+    local stop = min(from + length, buffer:len())
+    if stop > from then
+      local part = buffer(from, stop - from):tvb()
+      show_in_columns(part, pinfo, tree, read_any(part:raw()), "", "  ")
+    else
+      tree:add(envelope, buffer(at, from - at), "Zorvik envelope, empty")
+      pinfo.cols.info = "empty  "
+      pinfo.cols.info:fence()
+    end
+    at = stop
   end
   return buffer:len()
 end
 
-local udp_ports = DissectorTable.get("udp.port")
-udp_ports:add_for_decode_as(envelope)
-local ports = envelope.prefs.ports
-function envelope.prefs_changed()
-  if ports ~= "" then udp_ports:remove(ports, envelope) end
-  ports = envelope.prefs.ports
-  if ports ~= "" then udp_ports:add(ports, envelope) end
-end
-
--- An envelope is known by the type URL of its content, and by beginning with one
--- of its own tags: other messages may hold an envelope.
-envelope:register_heuristic("udp", function(buffer, pinfo, tree)
-  local bytes = buffer:raw()
-  if not bytes:match("^[\8\16\24\34]") or not bytes:find("/zorvik.", 1, true) then
-    return false
+local function follow_preference(name, ports, protocol)
+  ports:add_for_decode_as(protocol)
+  local present = ""
+  return function()
+    if present ~= "" then ports:remove(present, protocol) end
+    present = envelope.prefs[name]
+    if present ~= "" then ports:add(present, protocol) end
   end
-  pinfo.conversation = envelope
-  envelope.dissector(buffer, pinfo, tree)
-  return true
-end)
+end
+local follow_udp = follow_preference("ports", DissectorTable.get("udp.port"), envelope)
+local follow_tcp = follow_preference("tcp_ports", DissectorTable.get("tcp.port"), stream)
+function envelope.prefs_changed()
+  follow_udp()
+  follow_tcp()
+end
