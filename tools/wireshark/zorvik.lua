@@ -341,6 +341,13 @@ local function summary_of(found, fault)
   return kind.subject .. " " .. (number or 0) .. ": " .. text
 end
 
+-- The topic of an envelope whose content it does not carry, or nothing.
+local function missed_topic(found)
+  local kind = found.kind
+  local topic = kind.topics and kind.topics[found.numbers[kind.subject] or 0]
+  return topic and topic.carries and found.content ~= topic.carries and topic or nil
+end
+
 local own_dissector, content_dissector
 
 -- Shows an envelope. Returns what the columns say of it.
@@ -353,10 +360,10 @@ local function show(buffer, pinfo, tree, found)
   local summary = summary_of(found, fault)
   local branch = tree:add(envelope, buffer(), "Zorvik envelope, " .. summary)
 
-  local topic = kind.topics and kind.topics[found.numbers[kind.subject] or 0]
+  local topic = missed_topic(found)
   if found.fault then
     branch:add_proto_expert_info(malformed, found.fault)
-  elseif topic and topic.carries and found.content ~= topic.carries then
+  elseif topic then
     branch:add_proto_expert_info(wrong_content,
       topic.name .. " carries " .. topic.carries .. ", not " .. (found.content or "nothing"))
   end
@@ -411,9 +418,12 @@ local function read_any(bytes)
 end
 
 local udp = 3
+local already_read
 function envelope.dissector(buffer, pinfo, tree)
   local joined = pinfo.port_type ~= udp
-  return show_in_columns(buffer, pinfo, tree, read_any(buffer:raw()), joined and ": ", joined and "")
+  local found = already_read or read_any(buffer:raw())
+  already_read = nil
+  return show_in_columns(buffer, pinfo, tree, found, joined and ": ", joined and "")
 end
 own_dissector, content_dissector = Dissector.get("zorvik"), Dissector.get("zorvik.any_value")
 
@@ -431,6 +441,11 @@ function follower.dissector(buffer, pinfo, tree)
     local kind = kind_of(bytes)
     if not kind then return 0 end
     found = read(bytes, kind)
+  end
+  -- Remarks come in the name of the dissector that is called, which takes its time.
+  if found.fault or found.again or missed_topic(found) or not schemas_found then
+    already_read = found
+    return own_dissector:call(buffer, pinfo, tree)
   end
   return show_in_columns(buffer, pinfo, tree, found)
 end
