@@ -11,6 +11,7 @@ local byte, min = string.byte, math.min
 local folder = debug.getinfo(1, "S").source:match("^@(.*)[/\\]") or "."
 local catalogue = dofile(folder .. "/catalogue.lua")
 local any = "google.protobuf.Any"
+local two_31, two_32 = 0x80000000, 0x100000000
 
 -- Enums by full name, each value by its number; other scripts find them here.
 local zorvik = {enums = catalogue.enums}
@@ -46,9 +47,9 @@ local function varint(bytes, at)
   for i = at, at + 9 do
     local part = byte(bytes, i)
     if not part then return end
-    if part < 128 then return i + 1, (number + part * weight) % 2 ^ 32 end
-    number = (number + part % 128 * weight) % 2 ^ 32
-    weight = weight * 128 % 2 ^ 32
+    if part < 128 then return i + 1, (number + part * weight) % two_32 end
+    number = (number + part % 128 * weight) % two_32
+    weight = weight * 128 % two_32
   end
   return false
 end
@@ -71,7 +72,7 @@ local function field(bytes, at, stop, depth)
   elseif wire == 2 then
     from, value = varint(bytes, from)
     to = from and from + value
-    if from == false or to and value >= 2 ^ 31 then to = false end
+    if from == false or to and value >= two_31 then to = false end
   elseif wire == 1 or wire == 5 then
     to = from + (wire == 1 and 8 or 4)
   elseif wire == 3 and depth < deepest then
@@ -91,13 +92,13 @@ local function field(bytes, at, stop, depth)
     return number, wire, nil, nil, nil, "is malformed"
   end
   if not to or to > stop then
-    return number, wire, from, to, nil, "ends within field " .. number
+    return number, wire, from, to, nil, ("ends within field %d"):format(number)
   end
   return number, wire, from, to, value
 end
 
 local function signed(value)
-  return value < 2 ^ 31 and value or value - 2 ^ 32
+  return value < two_31 and value or value - two_32
 end
 
 local function told(message, fault, at)
@@ -501,8 +502,6 @@ local no_length = ProtoExpert.new("zorvik_tcp.no_length",
 stream.experts = {no_length}
 function stream.dissector(buffer, pinfo, tree)
   local at = 0
-  pinfo.cols.protocol = "Zorvik"
-  pinfo.cols.info = ""
   while at < buffer:len() do
     local from, length = framed(buffer, at)
     local missing = from and from + length - buffer:len()
@@ -511,6 +510,8 @@ function stream.dissector(buffer, pinfo, tree)
       pinfo.desegment_len = missing or DESEGMENT_ONE_MORE_SEGMENT
       break
     end
+    pinfo.cols.protocol = "Zorvik"
+    pinfo.cols.info = ""  -- Of this frame's envelopes, each is behind a fence.
     if not from then
       pinfo.cols.info = from == nil and "cut length" or "no length of an envelope"
       tree:add(stream, buffer(at)):add_proto_expert_info(no_length)
