@@ -7,6 +7,8 @@
 -- the schemas in its search paths. catalogue.lua is read from this script's
 -- folder.
 
+if _G.zorvik then return end  -- It may be a plugin, and in the command line as well.
+
 local byte, min = string.byte, math.min
 local folder = debug.getinfo(1, "S").source:match("^@(.*)[/\\]") or "."
 local catalogue = dofile(folder .. "/catalogue.lua")
@@ -324,8 +326,11 @@ local several = remark("several", "Fields of the envelope come more than once. "
 local wrong_content = remark("wrong_content",
   "The content is not the message that the topic type carries",
   expert.group.PROTOCOL, expert.severity.WARN)
+-- Links to the scripts may be elsewhere than the schemas.
+local schema = io.open(folder .. "/channelMessage.proto")
+if schema then schema:close() end
 local no_schemas = remark("no_schemas",
-  "Add " .. folder .. " and the folder of google/protobuf/any.proto to the protobuf search paths",
+  "Add " .. (schema and folder or "the folder of the schemas") .. " and the folder of google/protobuf/any.proto to the protobuf search paths",
   expert.group.UNDECODED, expert.severity.WARN)
 
 -- What the columns say of an envelope.
