@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cctype>
-#include <regex>
 #include <sstream>
+#include <string_view>
 
 namespace {
 
@@ -14,26 +14,38 @@ std::string Lower(std::string text) {
 
 // The query as it would be in a full name, word by word, numbers in decimal.
 std::vector<std::string> WordsOf(const std::string& query) {
-  static const std::regex kColons("::"), kUrl("[^ ]*/"), kMarks("[()\"'`,;]");
-  static const std::regex kHex("0x([0-9a-f]{1,8})");
-  std::string text = std::regex_replace(Lower(query), kColons, ".");
-  text = std::regex_replace(text, kUrl, "");
-  std::istringstream stream(std::regex_replace(text, kMarks, " "));
+  std::string text = Lower(query);
+  for (char& c : text) {
+    if (std::string_view("()\"'`,;").find(c) != std::string_view::npos) c = ' ';
+  }
+  std::istringstream stream(text);
   std::vector<std::string> words;
-  std::smatch match;
   for (std::string word; stream >> word;) {
-    if (std::regex_match(word, match, kHex)) {
-      word = std::to_string(std::stoull(match[1], nullptr, 16));
+    word.erase(0, word.rfind('/') + 1);  // Of a type URL.
+    std::string name;
+    for (size_t i = 0; i < word.size(); ++i) {  // As "::" in C++.
+      const bool colons = word.compare(i, 2, "::") == 0;
+      name += colons ? '.' : word[i];
+      i += colons;
     }
-    words.push_back(word);
+    const bool hex =
+        name.size() > 2 && name.size() < 11 && name.compare(0, 2, "0x") == 0 &&
+        name.find_first_not_of("0123456789abcdef", 2) == std::string::npos;
+    if (hex) name = std::to_string(std::stoull(name, nullptr, 16));
+    if (!name.empty()) words.push_back(name);
   }
   return words;
 }
 
 // Without what people leave out or write in another way.
 std::string Squashed(const std::string& name) {
-  static const std::regex kBetween("[\\s_.:/-]+");
-  return std::regex_replace(Lower(name), kBetween, "");
+  std::string squashed;
+  for (const char c : Lower(name)) {
+    if (std::string_view(" _.:/-").find(c) == std::string_view::npos) {
+      squashed += c;
+    }
+  }
+  return squashed;
 }
 
 int ScoreNumber(const Hit& hit, const std::string& word) {
@@ -66,7 +78,10 @@ int ScoreName(const Hit& hit, const std::string& word) {
     score = std::max(score, at == 0 ? 600 : Begins(name, at) ? 450 : 300);
   }
   if (score > 0 || word.size() < 3) return score;
-  if (Squashed(name).find(Squashed(word)) != std::string::npos) return 280;
+  const std::string plain = Squashed(word);
+  if (plain.size() > 2 && Squashed(name).find(plain) != std::string::npos) {
+    return 280;
+  }
   return full.find(word) != std::string::npos ? 200 : 0;
 }
 
