@@ -58,6 +58,8 @@ class ObjectEnd {
 // Calls back with each JSON object, or with all of a text in the text format.
 template <typename Use>
 void ReadTexts(Source* source, Use use) {
+  const std::runtime_error too_long("a message has more than " +
+                                    std::to_string(kMostBytes) + " characters");
   while (true) {
     while (!source->Peek(1).empty() &&
            std::string_view(" \t\r\n").find(source->Peek(1)[0]) !=
@@ -69,8 +71,8 @@ void ReadTexts(Source* source, Use use) {
     ObjectEnd end;
     size_t size = 0;
     while ((size = end.In(source->Ready())) == 0) {
-      if (source->Ready().size() > kMostText) {
-        throw std::runtime_error("is too long");
+      if (source->Ready().size() > kMostBytes) {
+        throw too_long;
       }
       if (!source->Wait()) {
         size = source->Ready().size();
@@ -80,8 +82,8 @@ void ReadTexts(Source* source, Use use) {
     use(std::string(source->Ready().substr(0, size)), true);
     source->Drop(size);
   }
-  const std::string text(source->Peek(kMostText + 1));
-  if (text.size() > kMostText) throw std::runtime_error("is too long");
+  const std::string text(source->Peek(kMostBytes + 1));
+  if (text.size() > kMostBytes) throw too_long;
   use(text, false);
 }
 
