@@ -118,6 +118,8 @@ def measure_advice(args, libraries):
             _, name, way = key.split("/")
             times.setdefault(name, {}).setdefault(way, []).append(entry["cpu_time"])
             allocations.setdefault(name, {})[way] = round(entry["allocations"])
+            if entry["allocations"] % 1:
+                sys.exit(f"{key} allocates more and more")
     return {name: {**compared(ways, "after", "before"), "allocations": allocations[name]}
             for name, ways in times.items()}
 

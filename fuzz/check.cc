@@ -64,6 +64,7 @@ bool KeepKnownPayloads(pb::Message* message) {
       return false;
     }
     any->set_value(payload->SerializeAsString());
+    Pass("known content", *payload);
   }
   return true;
 }
@@ -161,12 +162,12 @@ void CheckFields(const pb::Message& message) {
   Pass("fields", message);
 }
 
-void CheckText(const pb::Message& known) {
+void CheckText(const pb::Message& known, const std::string& appended) {
   std::string text;
   Require(pb::TextFormat::PrintToString(known, &text), "printing", known);
   const std::unique_ptr<pb::Message> parsed(known.New());
-  Require(pb::TextFormat::ParseFromString(text, parsed.get()), "reading text",
-          known);
+  Require(pb::TextFormat::ParseFromString(text + appended, parsed.get()),
+          "reading text", known);
   Require(AreSame(*parsed, known, MessageDifferencer::EQUAL), "text", known);
   Pass("text", known);
 }

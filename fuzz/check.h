@@ -11,6 +11,7 @@
 
 #include <google/protobuf/message.h>
 
+#include <string>
 #include <string_view>
 
 // Ends the process, for the fuzzer to take down the input, unless the
@@ -32,7 +33,9 @@ bool IsSampled(std::string_view input);
 // place for unknown fields, so the message may not have any.
 void CheckBytes(const google::protobuf::Message& message);
 void CheckFields(const google::protobuf::Message& message);
-void CheckText(const google::protobuf::Message& known);
+// The check is to end the process where anything is appended to the text.
+void CheckText(const google::protobuf::Message& known,
+               const std::string& appended = "");
 void CheckJson(const google::protobuf::Message& known);
 
 // Checks the bytes of a message and, for a sampled input, all the rest.

@@ -73,7 +73,7 @@ int main() {
       {"CheckBytes", CheckBytes, invalid_utf8},
       {"CheckFields", CheckFields, invalid_utf8},
       {"CheckFields", CheckFields, misplaced},
-      {"CheckText", CheckText, unknown_field},
+      {"CheckText", [](const auto& m) { CheckText(m); }, unknown_field},
       {"CheckJson", CheckJson, invalid_utf8},
   };
   for (const auto& c : cases) {
@@ -81,6 +81,9 @@ int main() {
            c.name + std::string(" lets pass"));
     Expect(Passes([&] { c.check(good); }), c.name + std::string(" refuses"));
   }
+
+  Expect(!Passes([&] { CheckText(checkMessage(), "status: 1"); }),
+         "CheckText lets pass another message");
 
   for (const google::protobuf::Descriptor* type : Messages()) {
     const std::string pick = PickOf(type);

@@ -25,6 +25,9 @@ void ForEachFilled(const std::function<void(const pb::Message&)>& check) {
                    std::to_string(static_cast<int>(fill)));
       const std::unique_ptr<pb::Message> message = NewMessage(type);
       FillMessage(message.get(), fill);
+      std::vector<const pb::FieldDescriptor*> fields;
+      message->GetReflection()->ListFields(*message, &fields);
+      ASSERT_EQ(fields.size(), static_cast<size_t>(type->field_count()));
       check(*message);
     }
   }

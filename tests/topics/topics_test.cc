@@ -13,6 +13,7 @@
 #include "accessMessage.pb.h"
 #include "catalogue/reader.h"
 #include "hostile/heap_meter.h"
+#include "positionMessage.pb.h"
 #include "sdkSubMessage.pb.h"
 #include "streamMessage.pb.h"
 #include "support/captured_log.h"
@@ -115,6 +116,10 @@ TEST(Pairings, AreThoseOfTheCatalogueForEveryTopicType) {
   }
   EXPECT_EQ(CarriedMessages(), expected);
   EXPECT_EQ(topics::NameOf(channel::channelTopicType{10418}), "");
+  EXPECT_EQ(topics::NameOf(channel::channelTopicType{}), "");
+  // Its records are in those of a list.
+  using Positions = zorvik::position::positionResponse;
+  EXPECT_TRUE(topics::MessageFacts<Positions>::kHasRecords);
 }
 
 // Receives by both ways into an object that has been used before, and expects

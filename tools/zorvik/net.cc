@@ -130,8 +130,17 @@ struct Broker::State {
   Use use;
 };
 
+namespace {
+
+int PortOf(const Place& place, const BrokerOptions& options) {
+  if (!place.port.empty()) return std::atoi(place.port.c_str());
+  return options.ca_file.empty() ? 1883 : 8883;
+}
+
+}  // namespace
+
 Broker::Broker(const Place& place, const BrokerOptions& options)
-    : where_(place.host + (place.port.empty() ? "" : ":" + place.port)),
+    : where_(place.host + ":" + std::to_string(PortOf(place, options))),
       state_(std::make_unique<State>()) {
   mosquitto* client = mosquitto_new(nullptr, true, state_.get());
   if (client == nullptr) throw std::runtime_error("cannot make an MQTT client");
@@ -167,9 +176,8 @@ Broker::Broker(const Place& place, const BrokerOptions& options)
                             nullptr, nullptr),
           "cannot use " + options.ca_file);
   }
-  const int port = place.port.empty() ? options.ca_file.empty() ? 1883 : 8883
-                                      : std::atoi(place.port.c_str());
-  Check(mosquitto_connect(client, place.host.c_str(), port, kKeepAliveSeconds),
+  Check(mosquitto_connect(client, place.host.c_str(), PortOf(place, options),
+                          kKeepAliveSeconds),
         "cannot connect");
   WaitFor([this] { return state_->connected >= 0; }, "no answer");
   if (state_->connected != 0) {
