@@ -18,7 +18,8 @@ function(zorvik_generate_catalogue)
     ExternalProject_Add(ZorvikPBProto_catalogue_generator
       SOURCE_DIR ${PROJECT_SOURCE_DIR}/tools/catalogue
       BINARY_DIR ${build_dir}
-      CMAKE_ARGS -DCMAKE_BUILD_TYPE=Release
+      # The flags in the environment are for the target.
+      CMAKE_ARGS -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS= -DCMAKE_EXE_LINKER_FLAGS=
         -DProtobuf_PROTOC_EXECUTABLE=${Protobuf_PROTOC_EXECUTABLE}
       BUILD_ALWAYS TRUE
       BUILD_BYPRODUCTS ${generator}

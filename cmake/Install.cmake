@@ -21,6 +21,16 @@ install(FILES
     tools/nanopb/nanopb.options
   DESTINATION ${CMAKE_INSTALL_DATADIR}/ZorvikPBProto
   COMPONENT development)
+# What it takes to build for the aircraft.
+install(FILES cmake/cross-toolchain.cmake
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/ZorvikPBProto
+  COMPONENT development)
+install(PROGRAMS scripts/make-root
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/ZorvikPBProto/scripts
+  COMPONENT development)
+install(FILES scripts/lib/common.sh
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/ZorvikPBProto/scripts/lib
+  COMPONENT development)
 if(ZORVIKPBPROTO_BUILD_CATALOGUE)
   # The script for Wireshark reads the catalogue beside it.
   install(FILES

@@ -8,10 +8,10 @@ run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix installed)
 set(ENV{CMAKE_PREFIX_PATH} ${WORK_DIR}/installed)
 file(MAKE_DIRECTORY ${WORK_DIR}/readme ${guide})
 set(run_page ${SOURCE_DIR}/tests/examples/run_page)
-run(${CMAKE_COMMAND} -E chdir readme ${run_page} ${SOURCE_DIR}/README.md - "Use it")
-run(${CMAKE_COMMAND} -E chdir guide ${run_page} ${SOURCE_DIR}/docs/your-first-payload.md -)
+run(${CMAKE_COMMAND} -E chdir readme ${run_page} ${SOURCE_DIR}/README.md "Use it")
+run(${CMAKE_COMMAND} -E chdir guide ${run_page} ${SOURCE_DIR}/docs/your-first-payload.md)
 
-run_refused("and no protoc was found (Debian: protobuf-compiler)" ${configure} -S guide -B none
+run_refused("and no protoc was found (Debian: protobuf-compiler). Protobuf_PROTOC_EXECUTABLE names one" ${configure} -S guide -B none
   -DProtobuf_PROTOC_EXECUTABLE=Protobuf_PROTOC_EXECUTABLE-NOTFOUND
   "-DCMAKE_IGNORE_PATH=/usr/bin\\;/bin")
 

@@ -4,7 +4,8 @@
 # rebuilt exactly as far as an edited schema reaches.
 include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
 file(COPY ${CMAKE_CURRENT_LIST_DIR}/subproject/ DESTINATION ${WORK_DIR})
-file(COPY ${SOURCE_DIR}/CMakeLists.txt ${SOURCE_DIR}/cmake ${SOURCE_DIR}/proto ${SOURCE_DIR}/tools
+file(COPY ${SOURCE_DIR}/CMakeLists.txt ${SOURCE_DIR}/cmake ${SOURCE_DIR}/proto
+  ${SOURCE_DIR}/scripts ${SOURCE_DIR}/tools
   DESTINATION ${WORK_DIR}/library)
 
 run(${CMAKE_COMMAND} -S . -B build -G Ninja -DCMAKE_EXPORT_COMPILE_COMMANDS=ON)
