@@ -40,3 +40,10 @@ foreach(part BENCHMARKS EXAMPLES FUZZ TOOLS)
     -S ${SOURCE_DIR} -B top --fresh
     -DZORVIKPBPROTO_BUILD_CATALOGUE=OFF -DZORVIKPBPROTO_BUILD_${part}=ON)
 endforeach()
+
+run(${configure} -S . -B sub -DBUILD_SHARED_LIBS=OFF)
+if(NOT output MATCHES "ZorvikPBProto is a shared library also without BUILD_SHARED_LIBS")
+  message(FATAL_ERROR "that there is no static form is not said:\n${output}")
+endif()
+file(COPY ${SOURCE_DIR}/CMakeLists.txt DESTINATION ${WORK_DIR}/inside)
+run_refused("Build in another folder: cmake -S . -B build/plain." ${configure} -S inside -B inside)

@@ -20,7 +20,7 @@ foreach(case
     "${SOURCE_DIR}|3020003|3.20.3|${headers} 3.20.3."
     "${SOURCE_DIR}|3022000|3.20.3|${headers} 3.22.0."
     "${SOURCE_DIR}|3021012|3.20.3|${both} 3.20.3 and the runtime's headers are of 3.21.12."
-    "${SOURCE_DIR}|3021012|3.21.9|${both} 3.21.9 and the runtime's headers are of 3.21.12."
+    "${SOURCE_DIR}|3021012|3.21.9|${both} 3.21.9 and the runtime's headers are of 3.21.12. Protobuf_PROTOC_EXECUTABLE chooses the compiler,"
     "consumer|3020003|3.21.9|${headers} 3.20.3.")
   string(REPLACE "|" ";" case "${case}")
   list(POP_FRONT case source number compiler sentence)
