@@ -41,10 +41,11 @@ run "$@"
     def interrupt(self, number, after=0, line=None):
         """Sends the signal after seconds, or once a line has come: to all, if it is
         that of a keyboard."""
-        # A shell may forget an interrupt that comes before its first line.
+        # A shell may forget an interrupt that comes before its first line, or while it
+        # waits for the program that makes its folder.
         while not os.listdir(self.folder.name):
             time.sleep(0.005)
-        time.sleep(after)
+        time.sleep(max(after, 0.05))
         while line and line not in self.process.stdout.readline():
             check(self.process.poll() is None, f"never says {line}")
         (os.killpg if number == signal.SIGINT else os.kill)(self.process.pid, number)
