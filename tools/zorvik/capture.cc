@@ -7,6 +7,7 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 
 namespace {
@@ -14,14 +15,15 @@ namespace {
 using View = std::basic_string_view<uint8_t>;
 
 constexpr uint16_t kIpv4 = 0x0800, kIpv6 = 0x86dd;
-constexpr uint8_t kUdp = 17;
+constexpr uint8_t kTcp = 6, kUdp = 17;
 
 uint16_t Word(View bytes, size_t at) {
   return static_cast<uint16_t>(bytes[at] << 8 | bytes[at + 1]);
 }
 
-// Takes away what is in front of the IP packet. Empty when there is none.
-View SkipLink(int link_type, View bytes) {
+// Takes away what is in front of the IP packet. Empty when there is none,
+// nothing when the link type is unknown.
+std::optional<View> SkipLink(int link_type, View bytes) {
   const auto skip = [&](size_t size, size_t type_at) {
     if (bytes.size() < size) return View();
     uint16_t type = Word(bytes, type_at);
@@ -47,7 +49,7 @@ View SkipLink(int link_type, View bytes) {
     case DLT_IPV6:
       return bytes;
     default:
-      return {};
+      return std::nullopt;
   }
 }
 
@@ -59,6 +61,8 @@ std::string AddressOf(int family, const uint8_t* address, uint16_t port) {
   return name + ':' + std::to_string(port);
 }
 
+// Of a capture in nanoseconds, which come where timeval has microseconds. Those
+// that are whole microseconds are shown as such.
 std::string TimeOf(const timeval& time) {
   tm parts{};
   char text[32] = "";
@@ -66,8 +70,10 @@ std::string TimeOf(const timeval& time) {
     std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &parts);
   }
   char fraction[24];
-  std::snprintf(fraction, sizeof fraction, ".%06ldZ",
-                static_cast<long>(time.tv_usec));
+  const long nanoseconds = time.tv_usec;
+  nanoseconds % 1000 == 0
+      ? std::snprintf(fraction, sizeof fraction, ".%06ldZ", nanoseconds / 1000)
+      : std::snprintf(fraction, sizeof fraction, ".%09ldZ", nanoseconds);
   return std::string(text) + fraction;
 }
 
@@ -97,83 +103,119 @@ bool IsCapture(std::string_view begin) {
   return false;
 }
 
-bool FindDatagram(int link_type, const pcap_pkthdr& header,
-                  const uint8_t* packet, Datagram* datagram) {
-  View bytes = SkipLink(link_type, View(packet, header.caplen));
-  if (bytes.empty()) return false;
+Packet FindDatagram(int link_type, const pcap_pkthdr& header,
+                    const uint8_t* packet, Datagram* datagram) {
+  View bytes =
+      SkipLink(link_type, View(packet, header.caplen)).value_or(View());
+  if (bytes.empty()) return Packet::kOther;
   const int version = bytes[0] >> 4;
   const int family = version == 4 ? AF_INET : AF_INET6;
   const uint8_t *source = nullptr, *destination = nullptr;
+  uint8_t next = 0;
+  int fragment = 0;
   if (version == 4) {
     const size_t size = (bytes[0] & 15) * 4;
-    if (size < 20 || bytes.size() < size || bytes[9] != kUdp) return false;
-    if ((Word(bytes, 6) & 0x1fff) != 0) return false;  // A later fragment.
+    if (size < 20 || bytes.size() < size) return Packet::kOther;
+    next = bytes[9];
+    fragment = Word(bytes, 6) & 0x1fff;
     source = &bytes[12];
     destination = &bytes[16];
     bytes = bytes.substr(size);
   } else if (version == 6) {
-    if (bytes.size() < 40) return false;
-    uint8_t next = bytes[6];
+    if (bytes.size() < 40) return Packet::kOther;
+    next = bytes[6];
     source = &bytes[8];
     destination = &bytes[24];
     bytes = bytes.substr(40);
     // Hop-by-hop, routing and destination options, and fragments.
-    while (next == 0 || next == 43 || next == 44 || next == 60) {
+    while (fragment == 0 &&
+           (next == 0 || next == 43 || next == 44 || next == 60)) {
       const size_t size = next == 44 || bytes.size() < 2 ? 8 : bytes[1] * 8 + 8;
-      if (bytes.size() < size) return false;
-      if (next == 44) {
-        if ((Word(bytes, 2) & 0xfff8) != 0) return false;
-      }
+      if (bytes.size() < size) return Packet::kOther;
+      if (next == 44) fragment = Word(bytes, 2) & 0xfff8;
       next = bytes[0];
       bytes = bytes.substr(size);
     }
-    if (next != kUdp) return false;
   } else {
-    return false;
+    return Packet::kOther;
   }
-  if (bytes.size() < 8) return false;
+  if (next == kTcp) return Packet::kTcp;
+  if (next != kUdp) return Packet::kOther;
+  if (fragment != 0) return Packet::kFragment;
+  if (bytes.size() < 8) return Packet::kOther;
   datagram->source_port = Word(bytes, 0);
   datagram->destination_port = Word(bytes, 2);
   datagram->source = AddressOf(family, source, datagram->source_port);
   datagram->destination =
       AddressOf(family, destination, datagram->destination_port);
   const size_t length = Word(bytes, 4);
-  if (length < 8) return false;
+  if (length < 8) return Packet::kOther;
   datagram->whole = bytes.size() >= length;
   bytes = bytes.substr(8, length - 8);
   datagram->payload.assign(bytes.begin(), bytes.end());
-  datagram->time = TimeOf(header.ts);
-  return true;
+  return Packet::kDatagram;
 }
 
-size_t ReadCapture(Source* source,
-                   const std::function<void(const Datagram&)>& use) {
+std::string Packets::Unread() const {
+  std::string text;
+  const auto add = [&](size_t count, const char* kind) {
+    if (count == 0) return;
+    text += (text.empty() ? "" : ", ") + std::to_string(count) + ' ' + kind;
+  };
+  add(tcp, "of TCP");
+  add(fragments, "of fragments behind the first");
+  return text;
+}
+
+Packets ReadCapture(Source* source,
+                    const std::function<void(const Datagram&)>& use) {
   cookie_io_functions_t functions{};
   functions.read = ReadCookie;
   FILE* file = fopencookie(source, "rb", functions);
   if (file == nullptr) throw std::runtime_error("out of memory");
   char error[PCAP_ERRBUF_SIZE] = "";
-  pcap_t* opened = pcap_fopen_offline(file, error);
+  pcap_t* opened = pcap_fopen_offline_with_tstamp_precision(
+      file, PCAP_TSTAMP_PRECISION_NANO, error);
   if (opened == nullptr) {
     std::fclose(file);
     throw std::runtime_error(std::string("a broken capture: ") + error);
   }
   const std::unique_ptr<pcap_t, void (*)(pcap_t*)> capture(opened, pcap_close);
+  const int link_type = pcap_datalink(opened);
+  if (!SkipLink(link_type, View())) {
+    const char* name = pcap_datalink_val_to_name(link_type);
+    throw std::runtime_error(
+        "a capture of the link type " +
+        (name == nullptr ? std::to_string(link_type) : std::string(name)) +
+        ", which is not read");
+  }
   pcap_pkthdr* header = nullptr;
   const uint8_t* packet = nullptr;
-  size_t count = 0;
+  Packets packets;
   int result = 0;
   while ((result = pcap_next_ex(opened, &header, &packet)) == 1) {
     Datagram datagram;
-    datagram.number = ++count;
-    if (FindDatagram(pcap_datalink(opened), *header, packet, &datagram)) {
-      use(datagram);
+    datagram.number = ++packets.all;
+    switch (FindDatagram(link_type, *header, packet, &datagram)) {
+      case Packet::kDatagram:
+        datagram.time = TimeOf(header->ts);
+        use(datagram);
+        break;
+      case Packet::kTcp:
+        ++packets.tcp;
+        break;
+      case Packet::kFragment:
+        ++packets.fragments;
+        break;
+      case Packet::kOther:
+        break;
     }
   }
+
   if (result != PCAP_ERROR_BREAK) {
     throw std::runtime_error("a broken capture: packet " +
-                             std::to_string(count + 1) + ": " +
+                             std::to_string(packets.all + 1) + ": " +
                              pcap_geterr(opened));
   }
-  return count;
+  return packets;
 }

@@ -75,11 +75,14 @@ int RunDecode(Options options, Vocabulary* vocabulary) {
   if (options.whole) how.print.most_bytes = std::numeric_limits<int>::max();
 
   int result = 0;
-  const auto complain = [&](const std::string& what) {
+  const auto remark = [&](const std::string& what) {
     std::cout << std::flush;
     std::cerr << "zorvik: "
               << (options.file == "-" ? "standard input" : options.file) << ": "
               << what << '\n';
+  };
+  const auto complain = [&](const std::string& what) {
+    remark(what);
     result = 1;
   };
   Decoder decoder(how, vocabulary, &std::cout, complain);
@@ -91,10 +94,12 @@ int RunDecode(Options options, Vocabulary* vocabulary) {
   };
   try {
     Source source(ReadFile(options.file));
-    ReadInput(&source, options.input, [&](const Piece& piece) {
-      decoder.Show(piece);
-      if (!(std::cout << std::flush)) throw CannotWrite();
-    });
+    const std::string unread =
+        ReadInput(&source, options.input, [&](const Piece& piece) {
+          decoder.Show(piece);
+          if (!(std::cout << std::flush)) throw CannotWrite();
+        });
+    if (!unread.empty()) remark(unread);
   } catch (const CannotWrite&) {
     throw;
   } catch (const std::runtime_error& error) {
@@ -151,8 +156,10 @@ Run AddDecode(CLI::App* program) {
   CLI::Option* hex =
       add_form("-x,--hex", Form::kHex, "Hex digits, also with 0x or \\x");
   CLI::Option* base64 = add_form("--base64", Form::kBase64, "Base64");
-  CLI::Option* capture = add_form("--capture", Form::kCapture,
-                                  "The UDP datagrams of a pcap or pcapng file");
+  CLI::Option* capture =
+      add_form("--capture", Form::kCapture,
+               "The UDP datagrams of a pcap or pcapng file,\n"
+               "but no TCP, and no fragments");
   CLI::Option* single = add_framing("--single", Framing::kSingle,
                                     "One message, also when it is in lines");
   CLI::Option* delimited =

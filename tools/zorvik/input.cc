@@ -34,7 +34,14 @@ class Reader {
          const std::function<void(const Piece&)>& use)
       : source_(source), options_(options), use_(use) {}
 
-  void Run() {
+  // Returns the remark.
+  std::string Run() {
+    Read();
+    return remark_;
+  }
+
+ private:
+  void Read() {
     const std::string_view begin = source_->Peek(4);
     if (options_.form == Form::kCapture ||
         (options_.form == Form::kDetect &&
@@ -55,7 +62,6 @@ class Reader {
     return Whole(all);
   }
 
- private:
   void Fault(const std::string& place, const std::string& fault) {
     use_({place, "", 0, fault, ""});
   }
@@ -66,7 +72,7 @@ class Reader {
 
   void Capture() {
     size_t found = 0;
-    const size_t packets = ReadCapture(source_, [&](const Datagram& datagram) {
+    const Packets packets = ReadCapture(source_, [&](const Datagram& datagram) {
       if (options_.port != 0 ? options_.port != datagram.source_port &&
                                    options_.port != datagram.destination_port
                              : MatchOf(datagram.payload) == Match::kNone) {
@@ -78,9 +84,17 @@ class Reader {
                 (datagram.whole ? "" : ", not whole"),
             datagram.payload, 0, "", datagram.time});
     });
+    const std::string unread = packets.Unread();
+    if (!unread.empty()) {
+      remark_ = "packets not looked into: " + unread +
+                "; Wireshark puts them together";
+    }
     if (found == 0) {
-      throw std::runtime_error("none of the " + std::to_string(packets) +
-                               " packets is a datagram with such a message");
+      throw std::runtime_error(
+          (packets.all == 1 ? "the packet is no datagram"
+                            : "none of the " + std::to_string(packets.all) +
+                                  " packets is a datagram") +
+          " with such a message" + (unread.empty() ? "" : "; " + remark_));
     }
   }
 
@@ -273,11 +287,12 @@ class Reader {
   Source* const source_;
   const InputOptions& options_;
   const std::function<void(const Piece&)>& use_;
+  std::string remark_;
 };
 
 }  // namespace
 
-void ReadInput(Source* source, const InputOptions& options,
-               const std::function<void(const Piece&)>& use) {
-  Reader(source, options, use).Run();
+std::string ReadInput(Source* source, const InputOptions& options,
+                      const std::function<void(const Piece&)>& use) {
+  return Reader(source, options, use).Run();
 }

@@ -36,8 +36,9 @@ struct InputOptions {
 };
 
 // Calls back with each message as soon as it has arrived. A piece with a fault
-// does not end it where more can follow.
-void ReadInput(Source* source, const InputOptions& options,
-               const std::function<void(const Piece&)>& use);
+// does not end it where more can follow. Returns a remark on what of the input
+// was not looked into, or an empty text.
+std::string ReadInput(Source* source, const InputOptions& options,
+                      const std::function<void(const Piece&)>& use);
 
 #endif  // TOOLS_ZORVIK_INPUT_H_

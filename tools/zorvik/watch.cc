@@ -99,8 +99,8 @@ class InterfaceEar : public Ear {
       result = pcap_next_ex(capture_.get(), &header, &packet);
       if (result != 1) break;
       Datagram datagram;
-      if (!FindDatagram(pcap_datalink(capture_.get()), *header, packet,
-                        &datagram)) {
+      if (FindDatagram(pcap_datalink(capture_.get()), *header, packet,
+                       &datagram) != Packet::kDatagram) {
         continue;
       }
       if (port_ != 0 ? datagram.source_port == port_ ||
