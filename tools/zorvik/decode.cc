@@ -36,6 +36,7 @@ std::vector<std::string> PathsOf(const std::string& list,
   std::vector<std::string> paths;
   std::istringstream stream(list);
   for (std::string path; std::getline(stream, path, ',');) {
+    if (path.empty()) throw WrongUse("--fields has an empty path");
     const pb::Descriptor* at = type;
     bool goes_on = false;  // Into the content of an Any.
     std::istringstream names(path);
@@ -78,8 +79,9 @@ int RunDecode(Options options, Vocabulary* vocabulary) {
   const auto remark = [&](const std::string& what) {
     std::cout << std::flush;
     std::cerr << "zorvik: "
-              << (options.file == "-" ? "standard input" : options.file) << ": "
-              << what << '\n';
+              << (options.file == "-" ? "standard input"
+                                      : Readable(options.file))
+              << ": " << what << '\n';
   };
   const auto complain = [&](const std::string& what) {
     remark(what);

@@ -161,7 +161,7 @@ int RunEncode(const Options& options, Vocabulary* vocabulary) {
 
   const Encoder encoder(how, vocabulary);
   const std::string file =
-      options.file == "-" ? "standard input" : options.file;
+      options.file == "-" ? "standard input" : Readable(options.file);
   int result = 0;
   const auto complain = [&](const std::string& what) {
     std::cerr << "zorvik: " << file << ": " << what << '\n';

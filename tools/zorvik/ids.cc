@@ -91,6 +91,9 @@ int RunIds(const Options& options, const Vocabulary& vocabulary) {
   std::string query;
   for (const std::string& word : options.query) query += word + ' ';
   query.pop_back();
+  if (query.find_first_not_of(' ') == query.npos) {
+    throw WrongUse("the query is empty");
+  }
   const std::vector<Hit> hits = Search(vocabulary, query);
   if (hits.empty()) {
     throw std::runtime_error("nothing has the number or the name " + query);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "command.h"
+#include "text.h"
 
 namespace {
 
@@ -35,7 +36,7 @@ class HelpFormatter : public CLI::Formatter {
 
 int Complain(const std::string& what, int status) {
   std::cout << std::flush;
-  std::cerr << "zorvik: " << what << '\n';
+  std::cerr << "zorvik: " << Readable(what) << '\n';
   return status;
 }
 
@@ -76,7 +77,10 @@ int Main(int argc, char** argv) {
     }
     return 2;  // Not reached: there has to be a subcommand.
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) return program.exit(error);
+    if (error.get_exit_code() == 0) {
+      program.exit(error);
+      return std::cout.flush() ? 0 : Complain(CannotWrite().what(), 1);
+    }
     for (const CLI::App* each : program.get_subcommands()) {
       help = "zorvik " + each->get_name() + " --help";
     }

@@ -45,21 +45,31 @@ Descriptor Open(const std::string& host, const std::string& port, int flags,
   Fail(where);
 }
 
+bool IsMulticast(const addrinfo& address) {
+  if (address.ai_family == AF_INET) {
+    sockaddr_in name{};
+    std::memcpy(&name, address.ai_addr, sizeof name);
+    return IN_MULTICAST(ntohl(name.sin_addr.s_addr));
+  }
+  sockaddr_in6 name{};
+  std::memcpy(&name, address.ai_addr, sizeof name);
+  return IN6_IS_ADDR_MULTICAST(&name.sin6_addr);
+}
+
 // Joins the group when the address is a multicast address.
 bool Join(int socket, const addrinfo& address) {
+  if (!IsMulticast(address)) return true;
   if (address.ai_family == AF_INET) {
     sockaddr_in name{};
     std::memcpy(&name, address.ai_addr, sizeof name);
     ip_mreq group{name.sin_addr, {}};
-    return !IN_MULTICAST(ntohl(name.sin_addr.s_addr)) ||
-           setsockopt(socket, IPPROTO_IP, IP_ADD_MEMBERSHIP, &group,
+    return setsockopt(socket, IPPROTO_IP, IP_ADD_MEMBERSHIP, &group,
                       sizeof group) == 0;
   }
   sockaddr_in6 name{};
   std::memcpy(&name, address.ai_addr, sizeof name);
   ipv6_mreq group{name.sin6_addr, 0};
-  return !IN6_IS_ADDR_MULTICAST(&name.sin6_addr) ||
-         setsockopt(socket, IPPROTO_IPV6, IPV6_JOIN_GROUP, &group,
+  return setsockopt(socket, IPPROTO_IPV6, IPV6_JOIN_GROUP, &group,
                     sizeof group) == 0;
 }
 
@@ -73,6 +83,16 @@ std::pair<std::string, std::string> Split(const std::string& address) {
   }
   if (colon == std::string::npos) return {address, ""};
   return {address.substr(0, colon), address.substr(colon + 1)};
+}
+
+// Throws WrongUse for what is no number of a port; some functions would take it
+// modulo 65536.
+void CheckPort(const std::string& port, const std::string& place) {
+  const bool is_number = !port.empty() && port.size() <= 5 &&
+                         port.find_first_not_of("0123456789") == port.npos;
+  if (!is_number || std::stoi(port) < 1 || std::stoi(port) > 65535) {
+    throw WrongUse(place + " has no port from 1 to 65535");
+  }
 }
 
 }  // namespace
@@ -95,6 +115,7 @@ Place PlaceOf(const std::string& text) {
   std::tie(place.host, place.port) = Split(address);
   if ((place.scheme == "udp" && !place.host.empty() && !place.port.empty()) ||
       (place.scheme == "mqtt" && !place.host.empty() && !place.topic.empty())) {
+    if (!place.port.empty()) CheckPort(place.port, text);
     return place;
   }
   throw WrongUse(text + " is neither udp:HOST:PORT nor mqtt:HOST:PORT/TOPIC");
@@ -257,9 +278,12 @@ Descriptor ListenOn(const std::string& address) {
       address.find_first_not_of("0123456789") == std::string::npos;
   const auto [host, port] =
       is_port ? std::pair(std::string(), address) : Split(address);
+  CheckPort(port, "udp:" + address);
   return Open(host, port, AI_PASSIVE, [](int number, const addrinfo& name) {
-    const int yes = 1;
-    setsockopt(number, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    // Of a group, each gets all; of anything else, it would take the datagrams
+    // from a node that listens.
+    const int shared = IsMulticast(name);
+    setsockopt(number, SOL_SOCKET, SO_REUSEADDR, &shared, sizeof shared);
     return bind(number, name.ai_addr, name.ai_addrlen) == 0 &&
            Join(number, name);
   });

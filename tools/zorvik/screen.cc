@@ -31,7 +31,8 @@ std::string Rounded(double number, const char* unit) {
 
 Screen::Screen(bool colours) : colours_(colours) {
   if (newterm(nullptr, stdout, stdin) == nullptr) {
-    throw std::runtime_error("this terminal cannot show a table");
+    throw std::runtime_error(
+        "this terminal cannot show a table; --lines needs none");
   }
   cbreak();
   noecho();

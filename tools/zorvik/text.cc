@@ -396,3 +396,25 @@ std::string Escaped(std::string_view text) {
   }
   return escaped;
 }
+
+std::string Readable(std::string_view text) {
+  std::string readable;
+  while (!text.empty()) {
+    const auto first = static_cast<unsigned char>(text[0]);
+    const size_t most = first < 0xc2 || first > 0xf4 ? 1
+                        : first < 0xe0               ? 2
+                        : first < 0xf0               ? 3
+                                                     : 4;
+    size_t size = 1;
+    while (size < most && size < text.size() && (text[size] & 0xc0) == 0x80) {
+      ++size;
+    }
+    const std::string_view character = text.substr(0, size);
+    // U+0080 to U+009F are controls, too.
+    const bool is_control = character >= "\xc2\x80" && character < "\xc2\xa0";
+    readable += size == 1 || size < most || is_control ? Escaped(character)
+                                                       : std::string(character);
+    text.remove_prefix(size);
+  }
+  return readable;
+}

@@ -44,4 +44,8 @@ std::string LooksLike(std::string_view input);
 // reaches a terminal that it would obey.
 std::string Escaped(std::string_view text);
 
+// The same, but UTF-8 stays readable: for file names and what somebody has
+// typed.
+std::string Readable(std::string_view text);
+
 #endif  // TOOLS_ZORVIK_TEXT_H_

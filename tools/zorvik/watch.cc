@@ -363,7 +363,7 @@ Run AddWatch(CLI::App* program) {
       ->check(CLI::Range(1, 65535))
       ->type_name("PORT");
   app->add_option("--for", options->seconds, "End after this time")
-      ->check(CLI::PositiveNumber)
+      ->check(CLI::Range(0.1, 1e7))
       ->type_name("SECONDS");
   app->add_option("--count", options->count, "End after so many envelopes")
       ->check(CLI::PositiveNumber)
