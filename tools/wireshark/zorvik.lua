@@ -280,8 +280,9 @@ local function show_content(buffer, pinfo, tree)
   end
 end
 
+-- That of the envelope itself is known.
 at_field(any .. ".type_url", Proto("zorvik.any_type", "Content type"), function(buffer)
-  name_of_content = name_in(buffer:raw())
+  if level > 0 then name_of_content = name_in(buffer:raw()) end
 end)
 local contents = Proto("zorvik.any_value", "Content")
 at_field(any .. ".value", contents, show_content)
@@ -364,7 +365,8 @@ local function show(buffer, pinfo, tree, found)
     fault = "cut by the capture"
   end
   local summary = summary_of(found, fault)
-  local branch = tree:add(envelope, buffer(), "Zorvik envelope, " .. summary)
+  local whole = buffer()
+  local branch = tree:add(envelope, whole, "Zorvik envelope, " .. summary)
 
   local topic = missed_topic(found)
   if found.fault then
@@ -378,11 +380,11 @@ local function show(buffer, pinfo, tree, found)
   if tree:referenced(own_dissector) then
     for _, name in ipairs(kind.names) do
       if found.numbers[name] then
-        branch:add(shown[name], buffer(), found.numbers[name]):set_generated()
+        branch:add(shown[name], whole, found.numbers[name]):set_generated()
       end
     end
     if found.content then
-      branch:add(shown.content, buffer(), found.content):set_generated()
+      branch:add(shown.content, whole, found.content):set_generated()
     end
   end
 
