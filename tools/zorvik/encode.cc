@@ -58,6 +58,7 @@ class ObjectEnd {
 // Calls back with each JSON object, or with all of a text in the text format.
 template <typename Use>
 void ReadTexts(Source* source, Use use) {
+  source->DropByteOrderMark();
   const std::runtime_error too_long("a message has more than " +
                                     std::to_string(kMostBytes) + " characters");
   while (true) {

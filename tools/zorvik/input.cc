@@ -42,6 +42,10 @@ class Reader {
 
  private:
   void Read() {
+    if (options_.form != Form::kBinary &&
+        options_.framing != Framing::kDelimited) {
+      source_->DropByteOrderMark();
+    }
     const std::string_view begin = source_->Peek(4);
     if (options_.form == Form::kCapture ||
         (options_.form == Form::kDetect &&

@@ -46,6 +46,12 @@ void Source::Drop(size_t size) {
   }
 }
 
+void Source::DropByteOrderMark() {
+  constexpr std::string_view kMark = "\xef\xbb\xbf";
+  if (Peek(1) == kMark.substr(0, 1) && Peek(kMark.size()) == kMark)
+    Drop(kMark.size());
+}
+
 Source::Read ReadFile(const std::string& path) {
   const int file =
       path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);

@@ -24,6 +24,8 @@ class Source {
   // Waits until that many bytes are ready, or all that there are.
   std::string_view Peek(size_t size);
   void Drop(size_t size);
+  // Drops what some editors put in front of a text.
+  void DropByteOrderMark();
   // How much was dropped.
   size_t offset() const { return offset_; }
 
