@@ -600,7 +600,8 @@ class Kept<Message, true> {
 // Reads the envelopes that a node gets, each into an object that is kept for
 // its topic. The topics are given as messages where they are settled, and else
 // as Topic<type, Message>. Keep one for all envelopes, and not on a small
-// stack: a content with a singular message field takes 8 KiB.
+// stack: it holds 8 KiB for each topic whose message has a field of a message
+// type.
 template <typename... Ts>
 class Receiver {
   static_assert((internal::kIsDefined<typename TopicOf<Ts>::Content> && ...),

@@ -379,7 +379,7 @@ Run AddWatch(CLI::App* program) {
       "they\n"
       "are a table, which arrows scroll and q leaves; elsewhere, each interval "
       "has\n"
-      "a line for all of which something has come. Faults are: a content that "
+      "a line for all of which something has come. Faults are: content that "
       "the\n"
       "topic type does not carry, a topic type that the schemas do not have, "
       "bytes\n"
