@@ -130,6 +130,20 @@ std::optional<Line> ReadLine(std::string_view text) {
   return line;
 }
 
+// Without a mark: every other byte is zero, and those between are ASCII.
+bool IsUtf16(std::string_view input) {
+  if (input.size() < 8 || input.size() % 2 != 0) return false;
+  const bool big = input[0] == '\0';
+  for (size_t i = 0; i < input.size(); i += 2) {
+    const char zero = input[i + !big], c = input[i + big];
+    if (zero != 0 ||
+        (!std::isprint(static_cast<unsigned char>(c)) && !IsSpace(c))) {
+      return false;
+    }
+  }
+  return true;
+}
+
 // The bytes of lines that follow each other; the last one may have no words and
 // says where the end is.
 std::optional<std::string> Join(const std::vector<Line>& lines, int base) {
@@ -355,10 +369,13 @@ std::string LooksLike(std::string_view input) {
                                        "7zXZ"sv,
                                        "xz"},
                                       {"(\xb5/\xfd"sv, "zstd"},
-                                      {"BZh"sv, "bzip2"}};
+                                      {"BZh"sv, "bzip2"},
+                                      {"\xff\xfe"sv, "UTF-16 text"},
+                                      {"\xfe\xff"sv, "UTF-16 text"}};
   for (const Magic& magic : kMagics) {
     if (input.substr(0, magic.begin.size()) == magic.begin) return magic.name;
   }
+  if (IsUtf16(input)) return "UTF-16 text";
   if (!IsText(input)) return "";
   const size_t first = input.find_first_not_of(" \t\r\n\v\f");
   if (first == std::string_view::npos) return "white space alone";
