@@ -152,8 +152,10 @@ int RunEncode(const Options& options, Vocabulary* vocabulary) {
   const bool binary =
       options.form == Written::kBinary || options.form == Written::kDelimited;
   Send write;
+  const Place place = options.send.empty() ? Place() : PlaceOf(options.send);
+  CheckBrokerOptions(options.broker, place.scheme == "mqtt");
   if (!options.send.empty()) {
-    write = SenderTo(PlaceOf(options.send), options.broker);
+    write = SenderTo(place, options.broker);
   } else if (binary && isatty(STDOUT_FILENO)) {
     throw WrongUse("binary is not for a terminal");
   } else {

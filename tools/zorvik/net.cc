@@ -123,15 +123,24 @@ Place PlaceOf(const std::string& text) {
 
 void AddBrokerOptions(CLI::App* app, BrokerOptions* options) {
   const char* group = "Broker";
-  app->add_option("--user", options->user, "User at the broker")->group(group);
+  CLI::Option* user =
+      app->add_option("--user", options->user, "User at the broker")
+          ->group(group);
   app->add_option("--password-file", options->password_file,
                   "File with the password in its first line")
+      ->needs(user)
       ->group(group)
       ->type_name("FILE");
   app->add_option("--ca", options->ca_file,
                   "File with the certificates to trust: connect with TLS")
       ->group(group)
       ->type_name("FILE");
+}
+
+void CheckBrokerOptions(const BrokerOptions& options, bool has_broker) {
+  if (!has_broker && !(options.user + options.ca_file).empty()) {
+    throw WrongUse("--user, --password-file and --ca are for a broker");
+  }
 }
 
 struct Broker::State {

@@ -20,6 +20,8 @@ struct BrokerOptions {
   std::string user, password_file, ca_file;
 };
 void AddBrokerOptions(CLI::App* app, BrokerOptions* options);
+// Throws WrongUse when there are some without a broker.
+void CheckBrokerOptions(const BrokerOptions& options, bool has_broker);
 
 // A file descriptor that is closed.
 class Descriptor {

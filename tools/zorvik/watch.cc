@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -336,6 +337,11 @@ class Watch {
 };
 
 int RunWatch(const Options& options, Vocabulary* vocabulary) {
+  CheckBrokerOptions(options.broker,
+                     std::any_of(options.places.begin(), options.places.end(),
+                                 [](const std::string& place) {
+                                   return place.rfind("mqtt:", 0) == 0;
+                                 }));
   struct sigaction action {};
   action.sa_handler = [](int) { stop = 1; };
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
