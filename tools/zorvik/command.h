@@ -6,7 +6,9 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
+#include "source.h"
 #include "vocabulary.h"
 
 // Runs a subcommand whose options have been read. Returns the exit status: 0,
@@ -28,6 +30,23 @@ constexpr char kEnvelope[] = "zorvik.channel.channelTopicMessage";
 // The message of an option; the envelope when it is empty. Throws WrongUse.
 const google::protobuf::Descriptor* MeantType(const std::string& name,
                                               const Vocabulary& vocabulary);
+
+// A run over one input file, or standard input for "-".
+class FileRun {
+ public:
+  explicit FileRun(std::string file) : file_(std::move(file)) {}
+  // Says it on standard error, behind what was printed and the file's name.
+  void Remark(const std::string& what) const;
+  // The same of what makes the run fail.
+  void Complain(const std::string& what);
+  // Reads the file. Complains of what is thrown, unless the output ends.
+  // Returns the exit status.
+  int Read(const std::function<void(Source*)>& use);
+
+ private:
+  const std::string file_;
+  int status_ = 0;
+};
 
 // Whether standard output is a terminal for which colours are welcome.
 bool HasColours();

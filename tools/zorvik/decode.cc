@@ -75,39 +75,23 @@ int RunDecode(Options options, Vocabulary* vocabulary) {
   how.print.colours = HasColours();
   if (options.whole) how.print.most_bytes = std::numeric_limits<int>::max();
 
-  int result = 0;
-  const auto remark = [&](const std::string& what) {
-    std::cout << std::flush;
-    std::cerr << "zorvik: "
-              << (options.file == "-" ? "standard input"
-                                      : Readable(options.file))
-              << ": " << what << '\n';
-  };
-  const auto complain = [&](const std::string& what) {
-    remark(what);
-    result = 1;
-  };
-  Decoder decoder(how, vocabulary, &std::cout, complain);
+  FileRun run(options.file);
+  Decoder decoder(how, vocabulary, &std::cout,
+                  [&](const std::string& what) { run.Complain(what); });
   options.input.match = [&](const std::string& bytes) {
     const Match match = decoder.MatchOf(bytes);
     // With a type that somebody has named, any datagram may be one.
     return match == Match::kNone && !options.type.empty() ? Match::kPoor
                                                           : match;
   };
-  try {
-    Source source(ReadFile(options.file));
+  return run.Read([&](Source* source) {
     const std::string unread =
-        ReadInput(&source, options.input, [&](const Piece& piece) {
+        ReadInput(source, options.input, [&](const Piece& piece) {
           decoder.Show(piece);
           if (!(std::cout << std::flush)) throw CannotWrite();
         });
-    if (!unread.empty()) remark(unread);
-  } catch (const CannotWrite&) {
-    throw;
-  } catch (const std::runtime_error& error) {
-    complain(error.what());
-  }
-  return result;
+    if (!unread.empty()) run.Remark(unread);
+  });
 }
 
 }  // namespace
@@ -119,6 +103,29 @@ const pb::Descriptor* MeantType(const std::string& name,
   } catch (const std::runtime_error& error) {
     throw WrongUse(error.what());
   }
+}
+
+void FileRun::Remark(const std::string& what) const {
+  std::cout << std::flush;
+  std::cerr << "zorvik: " << (file_ == "-" ? "standard input" : Readable(file_))
+            << ": " << what << '\n';
+}
+
+void FileRun::Complain(const std::string& what) {
+  Remark(what);
+  status_ = 1;
+}
+
+int FileRun::Read(const std::function<void(Source*)>& use) {
+  try {
+    Source source(ReadFile(file_));
+    use(&source);
+  } catch (const CannotWrite&) {
+    throw;
+  } catch (const std::runtime_error& error) {
+    Complain(error.what());
+  }
+  return status_;
 }
 
 bool HasColours() {

@@ -163,33 +163,21 @@ int RunEncode(const Options& options, Vocabulary* vocabulary) {
   }
 
   const Encoder encoder(how, vocabulary);
-  const std::string file =
-      options.file == "-" ? "standard input" : Readable(options.file);
-  int result = 0;
-  const auto complain = [&](const std::string& what) {
-    std::cerr << "zorvik: " << file << ": " << what << '\n';
-    result = 1;
-  };
+  FileRun run(options.file);
   size_t number = 0;
-  try {
-    Source source(ReadFile(options.file));
-    ReadTexts(&source, [&](const std::string& text, bool is_json) {
+  return run.Read([&](Source* source) {
+    ReadTexts(source, [&](const std::string& text, bool is_json) {
       ++number;
       std::string bytes;
       try {
         bytes = is_json ? encoder.FromJson(text) : encoder.FromText(text);
       } catch (const std::runtime_error& error) {
-        return complain("message " + std::to_string(number) + ": " +
-                        error.what());
+        return run.Complain("message " + std::to_string(number) + ": " +
+                            error.what());
       }
       write(bytes);
     });
-  } catch (const CannotWrite&) {
-    throw;
-  } catch (const std::runtime_error& error) {
-    complain(error.what());
-  }
-  return result;
+  });
 }
 
 }  // namespace
