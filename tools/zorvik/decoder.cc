@@ -35,8 +35,13 @@ bool HasAny(const pb::Descriptor* type) {
 
 }  // namespace
 
+constexpr char kSeveral[] =
+    "fields of the envelope come more than once: a receiver takes this for one "
+    "envelope, and several have to be framed";
+
 struct Decoder::Decoded {
   std::unique_ptr<pb::Message> message;
+  bool several = false;
   std::vector<Fault> faults;
 };
 
@@ -72,6 +77,8 @@ void Decoder::Show(const Piece& piece) {
     Salvage salvage;
     if (!good) salvage = SalvageFrom(piece.bytes, options_.type, *vocabulary_);
     decoded.faults = salvage.faults;
+    decoded.several = is_envelope_ &&
+                      Repeats(good ? piece.bytes : salvage.good, options_.type);
     if (!decoded.message->ParseFromString(good ? piece.bytes : salvage.good)) {
       decoded.message->Clear();
       if (good) decoded.faults.push_back({0, "cannot be parsed"});
@@ -106,7 +113,9 @@ void Decoder::PrintTree(const Piece& piece, const Decoded& decoded) {
         << (piece.time.empty() ? "" : ", " + piece.time)
         << (decoded.faults.empty() ? "" : ", malformed")
         << (options_.print.colours ? "\x1b[0m" : "") << '\n';
-  Printer(vocabulary_, out_, options_.print).Print(*decoded.message, 1);
+  Printer printer(vocabulary_, out_, options_.print);
+  printer.Print(*decoded.message, 1);
+  if (decoded.several) printer.Warn(1, kSeveral);
 }
 
 void Decoder::PrintOneLine(const Piece& piece, const Decoded& decoded) {
@@ -126,6 +135,7 @@ void Decoder::PrintOneLine(const Piece& piece, const Decoded& decoded) {
         << (content.id.empty() ? "" : content.id + ' ')
         << (decoded.faults.empty() ? "" : "malformed ")
         << (content.mismatch.empty() ? "" : "wrong content ")
+        << (decoded.several ? "several envelopes " : "")
         << Escaped(text)  // A type URL comes as it is.
         << '\n';
 }
@@ -152,6 +162,9 @@ void Decoder::PrintJson(const Piece& piece, const Decoded& decoded) {
     if (!json.empty()) members += ",\"message\":" + json;
     if (!content.mismatch.empty()) {
       members += ",\"wrong_content\":" + Quoted(content.mismatch);
+    }
+    if (decoded.several) {
+      members += ",\"several\":" + Quoted(kSeveral);
     }
     if (!same) members += ",\"raw\":\"" + HexOf(piece.bytes) + '"';
   }

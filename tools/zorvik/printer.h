@@ -33,6 +33,8 @@ class Printer {
       : vocabulary_(vocabulary), out_(out), options_(options) {}
 
   void Print(const google::protobuf::Message& message, int indent);
+  // A remark on a line of its own.
+  void Warn(int indent, const std::string& what);
 
  private:
   void PrintField(const google::protobuf::Message& message,
@@ -46,7 +48,6 @@ class Printer {
                      int index) const;
   std::string Hex(const std::string& bytes) const;
   std::ostream& Line(int indent);
-  void Warn(int indent, const std::string& what);
 
   Vocabulary* const vocabulary_;
   std::ostream* const out_;

@@ -4,9 +4,11 @@
 #include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 #include <google/protobuf/stubs/logging.h>
+#include <google/protobuf/unknown_field_set.h>
 #include <google/protobuf/wrappers.pb.h>
 
 #include <cstdint>
+#include <set>
 #include <utility>
 
 #include "text.h"
@@ -298,6 +300,20 @@ std::optional<Fault> FindFault(const std::string& bytes,
   } catch (const Fault& fault) {
     return fault;
   }
+}
+
+bool Repeats(const std::string& bytes, const pb::Descriptor* type) {
+  pb::UnknownFieldSet fields;
+  if (!fields.ParseFromString(bytes)) return false;
+  std::set<int> seen;
+  for (int i = 0; i < fields.field_count(); ++i) {
+    const Field* field = type->FindFieldByNumber(fields.field(i).number());
+    if (field != nullptr && !field->is_repeated() &&
+        !seen.insert(field->number()).second) {
+      return true;
+    }
+  }
+  return false;
 }
 
 Salvage SalvageFrom(const std::string& bytes, const pb::Descriptor* type,

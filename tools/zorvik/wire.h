@@ -37,4 +37,9 @@ Salvage SalvageFrom(const std::string& bytes,
                     const google::protobuf::Descriptor* type,
                     const Vocabulary& vocabulary);
 
+// Whether a field that is no list comes more than once at the top, as it does
+// where messages follow each other without lengths.
+bool Repeats(const std::string& bytes,
+             const google::protobuf::Descriptor* type);
+
 #endif  // TOOLS_ZORVIK_WIRE_H_
