@@ -9,7 +9,11 @@
 
 if _G.zorvik then return end  -- It may be a plugin, and in the command line as well.
 
-local byte, min = string.byte, math.min
+local byte, find, min = string.byte, string.find, math.min
+-- Methods that every envelope needs. To look one up takes as long as to call it.
+local raw, len, range = Tvb.raw, Tvb.len, Tvb.range
+local add, set_generated, referenced = TreeItem.add, TreeItem.set_generated, TreeItem.referenced
+local call = Dissector.call
 local folder = debug.getinfo(1, "S").source:match("^@(.*)[/\\]") or "."
 local catalogue = dofile(folder .. "/catalogue.lua")
 local any = "google.protobuf.Any"
@@ -34,7 +38,7 @@ local protobuf = Dissector.get("protobuf")
 -- protobuf's dissector notes in the tree and then raises as an error.
 function zorvik.dissect(message, buffer, pinfo, tree)
   pinfo.private["pb_msg_type"] = "message," .. message
-  return (pcall(Dissector.call, protobuf, buffer, pinfo, tree))
+  return (pcall(call, protobuf, buffer, pinfo, tree))
 end
 
 -- Reading what is encoded. Places are those of strings in Lua, from 1 on, and a
@@ -43,17 +47,16 @@ end
 -- Where the varint at a place ends, and its low 32 bits. Nothing if the bytes end
 -- within it, false if it has more than ten.
 local function varint(bytes, at)
-  local first = byte(bytes, at)
-  if first and first < 128 then return at + 1, first end
-  local number, weight = 0, 1
-  for i = at, at + 9 do
-    local part = byte(bytes, i)
-    if not part then return end
-    if part < 128 then return i + 1, (number + part * weight) % two_32 end
-    number = (number + part % 128 * weight) % two_32
-    weight = weight * 128 % two_32
-  end
-  return false
+  local _, last = find(bytes, "^[\128-\255]*[\0-\127]", at)
+  if (last or #bytes + 1) - at > 9 then return false end
+  if not last then return end
+  local a, b, c, d, e = byte(bytes, at, last)
+  local number = a % 128
+  if b then number = number + b % 128 * 128 end
+  if c then number = number + c % 128 * 16384 end
+  if d then number = number + d % 128 * 2097152 end
+  if e then number = number + e % 16 * 268435456 end
+  return last + 1, number
 end
 
 -- What protobuf reads of messages in messages.
@@ -62,7 +65,8 @@ local deepest = 100
 -- The field at a place: its number and wire type, where its value begins and
 -- ends, the value of a varint, and what is wrong with it.
 local function field(bytes, at, stop, depth)
-  local from, tag = varint(bytes, at)
+  local from, tag = at + 1, byte(bytes, at)
+  if not tag or tag > 127 then from, tag = varint(bytes, at) end
   if not from or from > stop then
     return nil, nil, nil, nil, nil, from == false and "is malformed" or "ends within a tag"
   end
@@ -70,9 +74,15 @@ local function field(bytes, at, stop, depth)
   local number = (tag - wire) / 8
   local to, value
   if wire == 0 then
-    to, value = varint(bytes, from)
+    to, value = from + 1, byte(bytes, from)
+    if not value or value > 127 then to, value = varint(bytes, from) end
   elseif wire == 2 then
-    from, value = varint(bytes, from)
+    value = byte(bytes, from)
+    if value and value < 128 then
+      from = from + 1
+    else
+      from, value = varint(bytes, from)
+    end
     to = from and from + value
     if from == false or to and value >= two_31 then to = false end
   elseif wire == 1 or wire == 5 then
@@ -128,9 +138,11 @@ local function check(bytes, at, stop, message, depth)
   end
 end
 
--- The name of the message in a type URL.
+-- The name of the message in a type URL. Those that the runtimes write are at hand.
+local names = {}
+for message in pairs(catalogue.messages) do names["type.googleapis.com/" .. message] = message end
 local function name_in(url)
-  return url:match(".*/(.*)") or url
+  return names[url] or url:match(".*/(.*)") or url
 end
 
 -- Reads an Any: the name of its message, where its value begins and ends, and
@@ -150,14 +162,14 @@ function open(bytes, at, stop, depth)
 end
 
 -- The protocol of all kinds of envelopes. Each kind has its message, the number
--- of the field with the content, the names of its other fields, and that of the
--- one which tells what the content is for. For the channel that is an enum, whose
--- values tell what the content has to be.
+-- of the field with the content, the names of its other fields and their numbers in
+-- order, and the number of the one which tells what the content is for. For the
+-- channel that is an enum, whose values tell what the content has to be.
 local envelope = Proto("zorvik", "Zorvik envelope")
 local shown = {content = ProtoField.string("zorvik.content", "content")}
 local kinds, channel = {}
 for message, fields in pairs(catalogue.messages) do
-  local kind = {message = message, fields = {}, names = {}}
+  local kind = {message = message, fields = {}, numbers = {}}
   for number, field in pairs(fields) do
     if field.type == any then
       kind.content = number
@@ -166,32 +178,29 @@ for message, fields in pairs(catalogue.messages) do
       kind.fields[number] = field.name
     end
   end
-  local numbers = {}
-  for number in pairs(kind.content and kind.fields or {}) do table.insert(numbers, number) end
-  table.sort(numbers)
-  for _, number in ipairs(numbers) do
+  for number in pairs(kind.content and kind.fields or {}) do table.insert(kind.numbers, number) end
+  table.sort(kind.numbers)
+  for _, number in ipairs(kind.numbers) do
     local field = fields[number]
-    if field.type ~= any then
-      table.insert(kind.names, field.name)
-      shown[field.name] = ProtoField.int32("zorvik." .. field.name, field.name, base.DEC,
-        field.enum and zorvik.names(field.enum))
-      if field.enum or not kind.subject then kind.subject = field.name end
-      if field.enum then
-        channel = kind
-        kind.topics = zorvik.enums[field.enum]
-      end
+    shown[field.name] = ProtoField.int32("zorvik." .. field.name, field.name, base.DEC,
+      field.enum and zorvik.names(field.enum))
+    if field.enum or not kind.subject then kind.subject = number end
+    if field.enum then
+      channel = kind
+      kind.topics = zorvik.enums[field.enum]
     end
   end
 end
 envelope.fields = shown
 
--- Reads an envelope: its numbers by the names of the fields, the name of its
+-- Reads an envelope: its values by the numbers of the fields, the name of its
 -- content, where the value is, whether one of its fields comes again, whether it
 -- has other fields, where the first field begins that is at fault, what is wrong,
 -- and whether that is its end.
 local function read(bytes, kind)
-  local numbers = {}
-  local result = {kind = kind, numbers = numbers}
+  local numbers = {nil, nil, nil}  -- With room for those of the channel.
+  local result = {kind = kind, numbers = numbers, content = nil, first = nil, last = nil,
+    again = nil, foreign = nil}
   local at, stop, has_content = 1, #bytes + 1, false
   while at < stop do
     local number, wire, from, to, value, fault = field(bytes, at, stop, 0)
@@ -210,8 +219,8 @@ local function read(bytes, kind)
         fault = fault or inner
       end
     elseif name and wire == 0 then
-      result.again = result.again or numbers[name]
-      if value then numbers[name] = signed(value) end
+      result.again = result.again or numbers[number]
+      if value then numbers[number] = signed(value) end
     elseif number then
       result.foreign = true
     end
@@ -247,22 +256,18 @@ local function kind_of(bytes)
 end
 
 -- What the protobuf dissector hands over while it shows an envelope: the value of
--- an Any behind its type URL, and numbers of enums. That it does shows that it
--- has the schemas.
+-- an Any, and numbers of enums. That it does shows that it has the schemas.
 local schemas_found, name_of_content, checks_contents
 
+-- The function takes all of the bytes, as it returns nothing else.
 local function at_field(field, protocol, handle)
-  protocol.dissector = function(buffer, pinfo, tree)
-    schemas_found = true
-    handle(buffer, pinfo, tree)
-    return buffer:len()
-  end
+  protocol.dissector = handle
   DissectorTable.get("protobuf_field"):add(field, protocol)
 end
 
 -- Shows the fields of a message that are before the first one at fault.
 local function show_fields(message, buffer, at, pinfo, tree)
-  if at ~= 1 and buffer:len() > 0 then
+  if at ~= 1 and len(buffer) > 0 then
     zorvik.dissect(message, at and buffer(0, at - 1):tvb() or buffer, pinfo, tree)
   end
 end
@@ -271,19 +276,18 @@ end
 -- Lua has room for.
 local deepest_shown, level = 10, 0
 local function show_content(buffer, pinfo, tree)
+  schemas_found = true
   local name = name_of_content
   if name and level < deepest_shown then
-    local at = checks_contents and check(buffer:raw(), 1, buffer:len() + 1, name, 0)
+    local at = checks_contents and check(raw(buffer), 1, len(buffer) + 1, name, 0)
+    name_of_content = kinds[name] and read(raw(buffer), kinds[name]).content
     level = level + 1
     show_fields(name, buffer, at or nil, pinfo, tree)
     level = level - 1
+    name_of_content = name
   end
 end
 
--- That of the envelope itself is known.
-at_field(any .. ".type_url", Proto("zorvik.any_type", "Content type"), function(buffer)
-  if level > 0 then name_of_content = name_in(buffer:raw()) end
-end)
 local contents = Proto("zorvik.any_value", "Content")
 at_field(any .. ".value", contents, show_content)
 
@@ -293,10 +297,11 @@ local function dissector_of_enum(enum)
   local shown_number = ProtoField.int32(enum, enum:match("[^.]+$"), base.DEC, zorvik.names(enum))
   numbers[enum] = shown_number
   return function(buffer, _, tree)
-    local bytes, at = buffer:raw(), 1
+    schemas_found = true
+    local bytes, at = raw(buffer), 1
     while at and at <= #bytes do  -- A repeated field holds several varints.
       local to, value = varint(bytes, at)
-      if to then tree:add(shown_number, buffer(at - 1, to - at), signed(value)) end
+      if to then add(tree, shown_number, range(buffer, at - 1, to - at), signed(value)) end
       at = to
     end
   end
@@ -339,13 +344,14 @@ local function summary_of(found, fault)
   local kind, number = found.kind, found.numbers[found.kind.subject]
   local text = found.content or not fault and "no content"
   text = text and fault and text .. ", " .. fault or text or fault
+  local subject = kind.fields[kind.subject]
   if not number and not found.content then
-    return fault or "neither " .. kind.subject .. " nor content"
+    return fault or "neither " .. subject .. " nor content"
   elseif kind.topics then
     local topic = kind.topics[number or 0]
     return (topic and topic.name or "topic type " .. number) .. ": " .. text
   end
-  return kind.subject .. " " .. (number or 0) .. ": " .. text
+  return subject .. " " .. (number or 0) .. ": " .. text
 end
 
 -- The topic of an envelope whose content it does not carry, or nothing.
@@ -361,12 +367,12 @@ local own_dissector, content_dissector
 local function show(buffer, pinfo, tree, found)
   local kind = found.kind
   local fault = found.fault and (found.cut and "cut" or "malformed")
-  if fault == "cut" and buffer:len() < buffer:reported_len() then
+  if fault == "cut" and len(buffer) < buffer:reported_len() then
     fault = "cut by the capture"
   end
   local summary = summary_of(found, fault)
-  local whole = buffer()
-  local branch = tree:add(envelope, whole, "Zorvik envelope, " .. summary)
+  local whole = range(buffer)
+  local branch = add(tree, envelope, whole, "Zorvik envelope, " .. summary)
 
   local topic = missed_topic(found)
   if found.fault then
@@ -377,25 +383,28 @@ local function show(buffer, pinfo, tree, found)
   end
   if found.again then branch:add_proto_expert_info(several) end
 
-  if tree:referenced(own_dissector) then
-    for _, name in ipairs(kind.names) do
-      if found.numbers[name] then
-        branch:add(shown[name], whole, found.numbers[name]):set_generated()
+  if referenced(tree, own_dissector) then
+    local values = found.numbers
+    for i = 1, #kind.numbers do
+      local number = kind.numbers[i]
+      if values[number] then
+        set_generated(add(branch, shown[kind.fields[number]], whole, values[number]))
       end
     end
     if found.content then
-      branch:add(shown.content, whole, found.content):set_generated()
+      set_generated(add(branch, shown.content, whole, found.content))
     end
   end
 
   -- The rest takes most of the time.
-  if schemas_found == nil or tree:referenced(protobuf) or tree:referenced(content_dissector) then
+  if schemas_found == nil or referenced(tree, protobuf) or referenced(tree, content_dissector) then
     name_of_content, checks_contents = found.content, found.fault
     show_fields(kind.message, buffer, found.at, pinfo, branch)
     if found.cut and found.first and found.last > found.first then
       show_content(buffer(found.first - 1, found.last - found.first):tvb(), pinfo, branch)
     end
-    if not found.fault and (found.content or found.numbers[kind.subject] and kind.topics) then
+    local has_value = found.content and found.first and found.last > found.first
+    if not found.fault and (has_value or found.numbers[kind.subject] and kind.topics) then
       schemas_found = schemas_found or false
     end
   end
@@ -412,7 +421,7 @@ local function show_in_columns(buffer, pinfo, tree, found, before, after)
   columns.protocol = "Zorvik"
   columns.info = before and before .. summary .. after or summary
   if before then columns.info:fence() end
-  return buffer:len()
+  return len(buffer)
 end
 
 -- Reads what has to be an envelope, of whatever kind.
@@ -443,7 +452,7 @@ end
 -- but those of an envelope.
 local follower = Proto("zorvik.follower", "Zorvik envelope behind another one")
 function follower.dissector(buffer, pinfo, tree)
-  local bytes = buffer:raw()
+  local bytes = raw(buffer)
   local found = read_any(bytes)
   if found.foreign or found.fault and not found.cut then
     local kind = kind_of(bytes)
