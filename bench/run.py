@@ -26,8 +26,7 @@ import report
 
 def spread(values):
     """The median and the quartiles."""
-    if len(values) < 2:
-        return {"median": values[0], "low": values[0], "high": values[0]}
+    values = values if len(values) > 1 else 2 * values  # Of which there are quartiles.
     low, median, high = statistics.quantiles(values, n=4, method="inclusive")
     return {"median": median, "low": low, "high": high}
 
@@ -36,9 +35,8 @@ def run(program, library, *options):
     """One process of a benchmark program: its figures by name."""
     environment = dict(os.environ, LD_LIBRARY_PATH=os.path.dirname(library),
                        ZORVIKPBPROTO_LIBRARY=library)
-    result = subprocess.run(
-        [program, "--benchmark_format=json", *options],
-        env=environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+    result = subprocess.run([program, "--benchmark_format=json", *options], env=environment,
+                            capture_output=True, text=True)
     if result.returncode != 0:
         sys.exit(f"{program} failed: {result.stderr}")
     output = json.loads(result.stdout)
@@ -47,8 +45,8 @@ def run(program, library, *options):
         sys.exit(f"{program} measured {measured} and not {library}")
     figures = {}
     for entry in output["benchmarks"]:
-        if entry.get("error_occurred"):
-            sys.exit(f"{entry['name']}: {entry['error_message']}")
+        if entry.get("error_occurred") or entry["time_unit"] != "ns":
+            sys.exit(f"{entry['name']}: {entry.get('error_message', 'not in nanoseconds')}")
         figures[entry["name"]] = entry
     return figures
 

@@ -13,7 +13,7 @@ import re
 import sys
 import tempfile
 import unittest
-from contextlib import redirect_stderr
+from contextlib import redirect_stderr, redirect_stdout
 from unittest import mock
 
 FOLDER, DOCUMENT = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2])
@@ -23,109 +23,180 @@ import report  # pylint: disable=wrong-import-position
 import run  # pylint: disable=wrong-import-position
 
 SONAME = "libZorvikPBProto.so.2"
-# Three rounds. The ratio of the medians is another number than the median of the
-# ratios, and no ratio is its own inverse.
-ENCODE = {"library": (100, 180, 300), "stock": (200, 200, 600)}
-DECODE = {"library": (300, 200, 100), "stock": (100, 100, 100)}
-ADVICE = {"before": (100, 200, 400), "after": (50, 20, 200)}
-ALLOCATIONS = {"before": 3, "after": 1}
+# Four rounds; the peers take part in the first and the last. The ratio of the medians
+# is another number than the median of the ratios, and no ratio is its own inverse.
+ENCODE = {"library": (100, 180, 300, 296), "rival": (200, 200, 600, 400)}
+DECODE = {"library": (300, 200, 100, 260), "rival": (100, 100, 100, 100)}
+TYPED = (50, 50, 50, 100)
+PROTOZERO = (400, 800)
+ADVICE = {"before": (100, 200, 400, 500), "after": (50, 20, 200, 100)}
+ALLOCATIONS = {"before": 3, "after": 0}
 MACHINE = dict.fromkeys(("processor", "cores", "system", "compiler", "protobuf"), "any")
 
 
-def codec_figures(library, turn):
+def codec_figures(library, turn, peers_turn):
     """What codec_bench says in a round."""
     figures = {}
     for number, message in enumerate(report.MESSAGES):
         figures[f"copy/{message}/copy"] = {"cpu_time": 7}
         for direction, times in (("encode", ENCODE), ("decode", DECODE)):
             time = times[library][turn]
-            by_codec = {"naive": time, "protozero": 400, "nanopb": 500,
+            by_codec = {"naive": time, "protozero": PROTOZERO[peers_turn], "nanopb": 500,
                         "recommended": time / 2 if library == "library" else time}
             if message == report.TOPICS:
-                by_codec["topics"] = 50
+                by_codec["topics"] = TYPED[turn]
             for codec, value in by_codec.items():
                 figures[f"{direction}/{message}/{codec}"] = {"cpu_time": value, **(
                     {"bytes": 10 + number} if direction == "encode" else {})}
     return figures
 
 
-def stand_in():
+def stand_in(calls):
     """For the run of a program."""
     turns = collections.Counter()
 
     def run_program(program, path, *options):
         name, factor = os.path.basename(program), factor_of(path)
-        library = "stock" if factor > 1 else "library"
+        library = "rival" if factor > 1 else "library"
         turn = turns[name, library, options]
         turns[name, library, options] += 1
+        calls.append((name, library, *options))
         if name.startswith("load"):
             nanoseconds = {"load_bench": 1e6, "load_with_runtime_bench": 2e6}[name]
             return {"load/dlopen/iterations:1/manual_time": {
                         "real_time": factor * nanoseconds, "resident": factor * 5000,
-                        "private": factor * 6000},
+                        "private": factor * 2000},
                     "load/first_descriptor/iterations:1/manual_time": {"real_time": factor * 3e6}}
         if name == "advice_bench":
             return {f"advice/{advice}/{way}": {"cpu_time": times[turn], "allocations": ALLOCATIONS[way]}
                     for advice in report.ADVICE for way, times in ADVICE.items()}
         pattern = re.search(r"--benchmark_filter=(-?)(.*)", " ".join(options))
-        return {key: figure for key, figure in codec_figures(library, turn).items()
+        figures = codec_figures(library, turn, turn % len(PROTOZERO))
+        return {key: figure for key, figure in figures.items()
                 if (re.search(pattern[2], key) is None) == (pattern[1] == "-")}
 
     return run_program
 
 
 def factor_of(path):
-    """The stock build takes four times of everything."""
-    return 4 if path.endswith(f"/bench/stock/{SONAME}") else 1
+    """The rival takes four times of everything."""
+    return 4 if re.search(rf"/bench/(stock|candidate)/{re.escape(SONAME)}$", path) else 1
 
 
-def measured(rounds, same_file=False):
-    """All that a run measures, from end to end."""
-    static = {"relocations, symbolic": 300, "relocations, relative": 400, "stripped size": 1000}
+def tool(*command):
+    """For readelf, and for strip."""
+    factor = factor_of(command[-1])
+    if command[0] == "strip":
+        pathlib.Path(command[command.index("-o") + 1]).write_bytes(bytes(9000 * factor))
+    row = "0000000000010da0  000000000000{} R_X86_64_{}\n"
+    return " Offset  Info  Type\n" + factor * (
+        4 * row.format("0008", "RELATIVE   1ba0") + 2 * row.format("0a06", "GLOB_DAT   0 name + 0")
+        + row.format("0b01", "64   0 name_RELATIVE + 0"))
+
+
+def measured(rounds, rival="stock", same_file=False):
+    """All that a run measures and writes, from end to end: the results, what it prints,
+    the document, and the programs that were run."""
+    calls, printed = [], io.StringIO()
     with tempfile.TemporaryDirectory() as build:
-        for folder in ("", "/bench/stock"):
+        for folder in ("", f"/bench/{rival}", "/performance"):
             os.makedirs(build + folder, exist_ok=True)
             pathlib.Path(f"{build}{folder}/{SONAME}").write_text(
                 "same" if same_file else folder, encoding="utf-8")
-        arguments = ["run.py", "--build", build, "--rounds", str(rounds),
-                     "--load-rounds", "1", f"{build}/results.json"]
+        document = pathlib.Path(f"{build}/performance.md")
+        if rival == "stock":
+            document.write_bytes(DOCUMENT.read_bytes())
+        arguments = ["run.py", "--build", build, "--rival", rival, "--rounds", str(rounds),
+                     "--load-rounds", "3", *(["--document", str(document)] if document.exists() else []),
+                     f"{build}/performance/results.json"]
         with mock.patch.object(sys, "argv", arguments), redirect_stderr(io.StringIO()), \
-                mock.patch.object(report, "show"), mock.patch.multiple(
-                    run, run=stand_in(), machine=lambda build: MACHINE, static_figures=lambda path: {
-                        name: value * factor_of(path) for name, value in static.items()}):
+                redirect_stdout(printed), mock.patch.object(report, "draw") as draw, mock.patch.multiple(
+                    run, run=stand_in(calls), machine=lambda build: MACHINE, output_of=tool):
             run.main()
-        return json.loads(pathlib.Path(f"{build}/results.json").read_text(encoding="utf-8"))
+        results = json.loads(pathlib.Path(f"{build}/performance/results.json").read_text(encoding="utf-8"))
+        if document.exists():
+            draw.assert_called_once_with(results, pathlib.Path(f"{build}/performance"))
+        return results, printed.getvalue(), document.exists() and document.read_text(encoding="utf-8"), calls
+
+
+def row(library, stock):
+    """A figure that is in itself as it should be."""
+    return {"unit": "", "library": {"median": library}, "stock": {"median": stock},
+            "ratio": {"median": library / stock}}
 
 
 class Report(unittest.TestCase):
     def test_shows_ratios_the_right_way_round(self):
-        results = measured(3)
+        results, printed, document, calls = measured(4)
         shown = {name: report.rendered(name, results) for name in
                  ("ratios", "encode", "decode", "topics", "load", "dlopen",
                   "mean/encode", "mean/decode", "advice/merge")}
+        shown["terminal"] = re.sub(" +", " ", printed)
         for name, line in (
                 ("ratios", "|  | encode, naive | encode, recommended | decode, naive | decode, recommended |"),
-                *(("ratios", f"| {row} | 0.50 (0.50 to 0.70) | 0.25 (0.25 to 0.35) "
-                             "| 2.00 (1.50 to 2.50) | 1.00 (0.75 to 1.25) |")
+                *(("ratios", f"| {row} | 0.62 (0.50 to 0.78) | 0.31 (0.25 to 0.39) "
+                             "| 2.30 (1.75 to 2.70) | 1.15 (0.88 to 1.35) |")
                   for row in ("rotate request", "geometric mean")),
-                ("encode", "| rotate request (11 bytes) | 180 | 90 | 400 | 500 | 7.0 |"),
-                ("decode", "| rotate request (11 bytes) | 200 | 100 | 400 | 500 | 7.0 |"),
-                ("topics", "| encode | 50 | 0.28 (0.22 to 0.39) | 0.56 (0.44 to 0.78) "
+                ("encode", "| rotate request (11 bytes) | 238 | 119 | 600 | 500 | 7.0 |"),
+                ("decode", "| rotate request (11 bytes) | 230 | 115 | 600 | 500 | 7.0 |"),
+                ("topics", "| encode | 50 | 0.31 (0.25 to 0.38) | 0.62 (0.50 to 0.76) "
                            "| 0.12 (0.12 to 0.12) |"),
                 *(("load", f"| {row} | 0.25 (0.25 to 0.25) |") for row in (
                     "`dlopen`, the runtime already loaded | 1.00 ms | 4.00 ms",
                     "`dlopen`, the runtime with it | 2.00 ms | 8.00 ms",
                     "first descriptor use | 3.00 ms | 12.00 ms",
-                    "relocations that look up a symbol | 300 | 1200",
-                    "memory of the process's own after `dlopen` | 6 kB | 24 kB")),
-                ("dlopen", "0.25"), ("mean/encode", "0.35"), ("mean/decode", "1.41"),
-                ("advice/merge", "200 ns become 50 ns, a factor of 0.50")):
+                    "relocations that look up a symbol | 3 | 12",
+                    "relocations that add the base | 4 | 16",
+                    "stripped size | 9 kB | 36 kB",
+                    "resident of the file after `dlopen` | 5 kB | 20 kB",
+                    "memory of the process's own after `dlopen` | 2 kB | 8 kB")),
+                ("dlopen", "0.25"), ("mean/encode", "0.44"), ("mean/decode", "1.63"),
+                ("advice/merge", "300 ns become 75 ns, a factor of 0.35"),
+                ("terminal", "time of the library to the stock build: median (quartiles)"),
+                ("terminal", " decode/hardSync/recommended 1.15 (0.88 to 1.35) 115 ns"),
+                ("terminal", " mean of encode, naive 0.62 (0.50 to 0.78)"),
+                ("terminal", " dlopen 0.25 (0.25 to 0.25) 1.00 ms"),
+                ("terminal", " advice merge 300 ns become 75 ns, a factor of 0.35")):
             self.assertIn(line, shown[name].splitlines(), f"{name} is\n{shown[name]}")
+        self.assertEqual(document, report.filled(document, results))
+        self.assertNotEqual(document, DOCUMENT.read_text(encoding="utf-8"))
+        self.assertEqual(results["advice"]["merge"]["allocations"], ALLOCATIONS)
+        # Each goes first as often as the other, for as long as it is told.
+        for name, *_ in calls:
+            libraries = [call[1] for call in calls if call[0] == name and "protozero" not in name
+                         and not any("=-" in option for option in call)]
+            if name != "advice_bench":
+                self.assertEqual(libraries, (["rival", "library", "library", "rival"] * 2)[:len(libraries)])
+        self.assertLessEqual({option for call in calls for option in call if "min_time" in option},
+                             {"--benchmark_min_time=0.02"})
+
+    def test_draws_ratios_the_right_way_round(self):
+        results = measured(4)[0]
         with mock.patch.object(report, "chart") as chart:
-            report.ratio_chart(results, "any.svg")
-        drawn = {how.partition("title ")[2]: rows[0][0] for rows, how in chart.call_args.args[4]}
-        self.assertEqual(drawn, {"'encode, naive'": 0.5, "'encode, recommended'": 0.25,
-                                 "'decode, naive'": 2, "'decode, recommended'": 1})
+            report.draw(results, "any")
+        drawn = {call.args[0]: [rows[1] for rows, _ in call.args[4]] for call in chart.call_args_list}
+        words = {call.args[0]: "".join((*call.args[3], *(how for _, how in call.args[4])))
+                 for call in chart.call_args_list}
+        for name, figures, said in (
+                ("encode", (238, 119, 600, 500, 7), "ns to encode.*library, naive.*recommended.*protozero"),
+                ("decode", (230, 115, 600, 500, 7), "ns to decode.*library, naive.*recommended.*protozero"),
+                ("load", (0.25, 0.25), "library to stock build"),
+                ("advice", (0.35, 0.35), "time after to time before")):
+            self.assertEqual(tuple(row[0] for row in drawn[f"any/{name}.svg"]), figures)
+            self.assertRegex(words[f"any/{name}.svg"], said)
+        self.assertEqual([[round(row[i], 3) for i in (0, 2, 3)] for row in drawn["any/ratios.svg"]], [
+            [0.62, 0.5, 0.78], [0.31, 0.25, 0.39], [2.3, 1.75, 2.7], [1.15, 0.875, 1.35]])
+        self.assertRegex(words["any/ratios.svg"], "library to stock.*" + ".*".join(
+            f"'{d}, {form}'" for d in report.DIRECTIONS for form in report.FORMS))
+
+    def test_compares_with_a_candidate_alone(self):
+        results, printed, _, calls = measured(4, rival="candidate")
+        self.assertIn("to the candidate build", printed)
+        self.assertNotIn("advice_bench", {name for name, *_ in calls})
+        self.assertFalse([key for key in results["codec"] if "ratio" not in results["codec"][key]
+                          and not key.endswith("/topics")])
+        self.assertEqual((results["summary"]["encode, naive"]["median"],
+                          results["load"]["dlopen"]["ratio"]["median"]), (0.62, 0.25))
 
     def test_refuses_a_library_that_is_compared_with_itself(self):
         with self.assertRaisesRegex(SystemExit, "are the same file"):
@@ -135,10 +206,13 @@ class Report(unittest.TestCase):
             right, wrong = f"{folder}/right", f"{folder}/wrong"
             for library, fault, refused in (
                     (right, "", None), (wrong, "", "measured .*wrong"),
-                    (right, '"error_occurred": true, "error_message": "differs",', "differs")):
+                    (right, '"error_occurred": true, "error_message": "differs",', "differs"),
+                    (right, '"time_unit": "us",', "not in nanoseconds"),
+                    (right, "'; echo broken >&2; exit 1; '", "program failed: broken")):
                 program.write_text(f"""#!/bin/sh
-test "$LD_LIBRARY_PATH" = {folder} || exit 1
-echo '{{"context": {{"library": "{library}"}}, "benchmarks": [{{{fault} "name": "encode"}}]}}'
+test "$LD_LIBRARY_PATH" = {folder} && test "$ZORVIKPBPROTO_LIBRARY" = {right} || exit 1
+echo '{{"context": {{"library": "{library}"}},
+       "benchmarks": [{{"time_unit": "ns", {fault} "name": "encode"}}]}}'
 """, encoding="utf-8")
                 program.chmod(0o755)
                 if refused is None:
@@ -148,18 +222,33 @@ echo '{{"context": {{"library": "{library}"}}, "benchmarks": [{{{fault} "name": 
                         run.run(str(program), right)
 
     def test_is_checked(self):
-        results = measured(1)
+        results = measured(1)[0]
+        with mock.patch.dict(ALLOCATIONS, before=3.5), self.assertRaisesRegex(SystemExit, "more and more"):
+            measured(1)
+        for name in ("new.svg", "load.svg"):
+            with mock.patch.object(report, "draw", lambda _, folder, name=name: pathlib.Path(
+                    folder, name).touch()), self.assertRaisesRegex(SystemExit, f"does not show {name}"):
+                report.check(results, DOCUMENT)
         with mock.patch.object(report, "draw"):
             report.check(results, DOCUMENT)
             for path, value, refused in (
                     (("codec", "decode/hardSync/naive", "ratio", "median"), 1 / 3, "ratio of decode"),
-                    (("codec", "decode/hardSync/naive", "library", "median"), 0.3, "is not timed"),
+                    (("codec", "decode/hardSync/naive", "library", "median"), 4, "is not timed"),
                     (("codec", "encode/hardSync/nanopb", "library", "median"), 0.3, "is not timed"),
                     (("codec", "decode/hardSync/naive"), None, "odd ones"),
                     (("advice", "merge", "after", "median"), 0.3, "is not timed"),
                     (("advice", "merge", "ratio", "median"), 2, "ratio of merge"),
                     (("advice", "merge", "allocations"), {"before": 1, "after": 3}, "allocates"),
                     (("advice", "keep", "allocations"), {"before": 0, "after": 0}, "allocates"),
+                    (("advice", "arena"), None, "odd ones"),
+                    (("sizes", "hardSync"), None, "odd ones"),
+                    (("load", "resident"), None, "odd ones"),
+                    (("load", "first descriptor", "stock", "median"), 900, "is not timed"),
+                    (("load", "first descriptor"), row(3e12, 12e12), "is not timed"),
+                    (("load", "relocations, symbolic"), row(3, 3), "as many symbols"),
+                    (("load", "relocations, relative"), row(8000, 8000), "odd 2000.* of 5000"),
+                    (("load", "resident"), row(2000, 8000), "odd 2000.* of 2000"),
+                    (("load", "stripped size"), row(9000, 20000), "stock build takes an odd 8000"),
                     (("load", "dlopen", "ratio", "median"), 4, "ratio of dlopen"),
                     (("load", "relocations, symbolic", "library", "median"), 1200, "ratio of reloc"),
                     (("summary", "encode", "median"), 2, "mean of encode"),
@@ -171,13 +260,17 @@ echo '{{"context": {{"library": "{library}"}}, "benchmarks": [{{{fault} "name": 
                     del where[path[-1]]
                 with self.subTest(path=path), self.assertRaisesRegex(SystemExit, refused):
                     report.check(wrong, DOCUMENT)
+            text = DOCUMENT.read_text(encoding="utf-8")
             with tempfile.TemporaryDirectory() as folder:
                 other = pathlib.Path(folder, DOCUMENT.name)
-                other.write_text(re.sub(r"(bench:dlopen -->)[^<]+", r"\1-1",
-                                        DOCUMENT.read_text(encoding="utf-8")), encoding="utf-8")
                 other.with_suffix("").symlink_to(DOCUMENT.with_suffix("").resolve())
-                with self.assertRaisesRegex(SystemExit, "has other figures"):
-                    report.check(results, other)
+                for wrong, refused in (
+                        (re.sub(r"(bench:dlopen -->)[^<]+", r"\1-1", text), "has other figures"),
+                        (re.sub(r"<!-- bench:dlopen -->.*?<!-- /bench -->", "", text), "odd ones"),
+                        (text + "<!-- bench:dlopen -->", "not closed")):
+                    other.write_text(wrong, encoding="utf-8")
+                    with self.assertRaisesRegex(SystemExit, refused):
+                        report.check(results, other)
 
 
 if __name__ == "__main__":
