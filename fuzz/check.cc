@@ -190,6 +190,15 @@ void CheckJson(const pb::Message& known) {
   Pass("JSON", known);
 }
 
+void CheckRefused(pb::Message* message) {
+  Require(message->SerializeAsString().size() == message->ByteSizeLong(),
+          "size after a fault", *message);
+  message->Clear();
+  Require(message->SerializeAsString().empty(), "clearing after a fault",
+          *message);
+  Pass("malformed", *message);
+}
+
 void CheckForms(const pb::Message& message, bool sampled) {
   CheckBytes(message);
   if (!sampled) return;

@@ -38,6 +38,9 @@ void CheckText(const google::protobuf::Message& known,
                const std::string& appended = "");
 void CheckJson(const google::protobuf::Message& known);
 
+// Requires that what a failed parse leaves behind can be written and cleared.
+void CheckRefused(google::protobuf::Message* message);
+
 // Checks the bytes of a message and, for a sampled input, all the rest.
 void CheckForms(const google::protobuf::Message& message, bool sampled);
 

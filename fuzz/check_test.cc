@@ -1,8 +1,10 @@
-// Each check ends the process on a message that does not pass it, and on no
-// other; and what is written for a message picks that message. Undefined
-// behaviour ends the process, too.
+// Each check ends the process on a message that does not pass it, says which
+// requirement fails, and lets others pass; and what is written for a message
+// picks that message. Undefined behaviour ends the process, too.
 #include "check.h"
 
+#include <google/protobuf/empty.pb.h>
+#include <google/protobuf/unknown_field_set.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,22 +19,83 @@
 
 namespace {
 
+namespace pb = google::protobuf;
+using zorvik::channel::channelTopicMessage;
 using zorvik::channel::checkMessage;
 
-// Whether a process that makes a call goes on after it.
+// What a process says that ends at a call; empty where it goes on after it.
 template <typename Call>
-bool Passes(const Call& call) {
-  const pid_t child = fork();
-  if (child == 0) {
-    // What Require has to say is of no interest here.
-    std::freopen("/dev/null", "w", stderr);
+std::string FaultOf(const Call& call) {
+  std::FILE* const said = std::tmpfile();
+  if (fork() == 0) {
+    dup2(fileno(said), STDERR_FILENO);
     call();
     _exit(0);
   }
   int status = -1;
-  waitpid(child, &status, 0);
-  return status == 0;
+  wait(&status);
+  std::rewind(said);
+  std::string text(4096, '\0');
+  text.resize(std::fread(&text[0], 1, text.size(), said));
+  std::fclose(said);
+  return status == 0 ? "" : "The process ends. " + text;
 }
+
+template <typename Call>
+bool Passes(const Call& call) {
+  return FaultOf(call).empty();
+}
+
+enum class Broken { kNothing, kClear, kCopy, kArenaCopy, kMerge };
+
+// A message of unknown fields alone, whose code is broken somewhere.
+class Faulty final : public pb::Message {
+ public:
+  explicit Faulty(Broken broken, int fields = 0, bool on_arena = false)
+      : broken_(broken), on_arena_(on_arena) {
+    while (fields-- > 0) content()->AddVarint(1, 1);
+  }
+  ~Faulty() override { _internal_metadata_.Delete<pb::UnknownFieldSet>(); }
+
+  Message* New(pb::Arena* arena) const override {
+    auto* const made = new Faulty(broken_, 0, arena != nullptr);
+    if (arena != nullptr) arena->Own(made);
+    return made;
+  }
+  void Clear() override {
+    content()->Clear();
+    if (broken_ == Broken::kClear) content()->AddVarint(1, 1);
+  }
+  int GetCachedSize() const override { return size_; }
+  void SetCachedSize(int size) const override { size_ = size; }
+  const ClassData* GetClassData() const override {
+    static const ClassData data = {
+        [](Message& to, const Message& from) {
+          auto& copy = static_cast<Faulty&>(to);
+          copy.Add(from, copy.on_arena_ ? Broken::kArenaCopy : Broken::kCopy);
+        },
+        [](Message& to, const Message& from) {
+          static_cast<Faulty&>(to).Add(from, Broken::kMerge);
+        }};
+    return &data;
+  }
+  pb::Metadata GetMetadata() const override {
+    return pb::Empty().GetMetadata();
+  }
+
+ private:
+  pb::UnknownFieldSet* content() {
+    return GetReflection()->MutableUnknownFields(this);
+  }
+  void Add(const Message& from, Broken unless) {
+    if (broken_ == unless) return;
+    content()->MergeFrom(from.GetReflection()->GetUnknownFields(from));
+  }
+
+  const Broken broken_;
+  const bool on_arena_;
+  mutable int size_ = 0;
+};
 
 // How many of a thousand inputs are sampled.
 int Sampled() {
@@ -61,28 +124,44 @@ int main() {
   unknown_field.GetReflection()
       ->MutableUnknownFields(&unknown_field)
       ->AddVarint(9, 1);
+  const Faulty sound(Broken::kNothing);
   // Reads back as another message: the number is that of status.
   checkMessage misplaced;
   misplaced.GetReflection()->MutableUnknownFields(&misplaced)->AddVarint(1, 1);
 
+  const auto check_text = [](const pb::Message& m) { CheckText(m); };
+  const auto check_refused = [](const pb::Message& m) {
+    const std::unique_ptr<pb::Message> message(m.New());
+    CheckRefused(message.get());
+  };
   const struct {
-    const char* name;
-    void (*check)(const google::protobuf::Message&);
-    const checkMessage& bad;
+    void (*check)(const pb::Message&);
+    const pb::Message& bad;
+    const char* fault;
   } cases[] = {
-      {"CheckBytes", CheckBytes, invalid_utf8},
-      {"CheckFields", CheckFields, invalid_utf8},
-      {"CheckFields", CheckFields, misplaced},
-      {"CheckText", [](const auto& m) { CheckText(m); }, unknown_field},
-      {"CheckJson", CheckJson, invalid_utf8},
+      {CheckBytes, invalid_utf8, "parsing again"},
+      {CheckBytes, Faulty(Broken::kClear), "writing again"},
+      {CheckBytes, Faulty(Broken::kCopy, 1), "copy\n"},
+      {CheckBytes, Faulty(Broken::kArenaCopy, 1), "copy on an arena"},
+      {CheckBytes, Faulty(Broken::kMerge, 1), "merge"},
+      {CheckFields, invalid_utf8, "round trip"},
+      {CheckFields, misplaced, "round trip"},
+      {CheckFields, Faulty(Broken::kClear), "round trip"},
+      {check_text, unknown_field, "reading text"},
+      {check_text, Faulty(Broken::kClear), "text"},
+      {CheckJson, invalid_utf8, "JSON\n"},
+      {check_refused, Faulty(Broken::kClear), "clearing after a fault"},
   };
   for (const auto& c : cases) {
-    Expect(!Passes([&] { c.check(c.bad); }),
-           c.name + std::string(" lets pass"));
-    Expect(Passes([&] { c.check(good); }), c.name + std::string(" refuses"));
+    const std::string fault = FaultOf([&] { c.check(c.bad); });
+    Expect(fault.find(std::string(" fails: ") + c.fault) != fault.npos,
+           std::string("no check says ") + c.fault + " but: " + fault);
+    Expect(Passes([&] { c.check(good), c.check(sound); }),
+           std::string("a good message is refused: ") + c.fault);
   }
 
-  Expect(!Passes([&] { CheckText(checkMessage(), "status: 1"); }),
+  Expect(!Passes([] { CheckText(checkMessage(), "status: 1"); }) &&
+             !Passes([] { CheckText(channelTopicMessage(), "data {}"); }),
          "CheckText lets pass another message");
 
   for (const google::protobuf::Descriptor* type : Messages()) {
