@@ -1,5 +1,5 @@
 // Puts the npm package together: a module with types for each schema, a registry
-// of all of them, and the catalogue.
+// of all of them, the catalogue, and the program zorvik-mcap.
 //
 // usage: node tools/npm/build.mjs SCHEMA_FOLDER CATALOGUE FOLDER
 import { execFileSync } from "node:child_process";
@@ -46,6 +46,15 @@ export declare const registry: Registry;
 `,
 );
 
+// The program zorvik-mcap, with the form of its recordings.
+cpSync(join(here, "mcap"), join(folder, "mcap"), { recursive: true });
+execFileSync("protoc", [
+  `-I${join(here, "mcap")}`,
+  `--plugin=${join(root, "node_modules/.bin/protoc-gen-es")}`,
+  `--es_out=target=js,import_extension=js:${join(folder, "mcap")}`,
+  "recording.proto",
+]);
+
 writeFileSync(join(folder, "catalogue.json"), json);
 writeFileSync(join(folder, "catalogue.js"), `export const catalogue = ${json.trim()};\n`);
 const types = await compileFromFile(join(root, "tools/catalogue/catalogue.schema.json"), {
@@ -61,6 +70,6 @@ writeFileSync(
 const { devDependencies } = JSON.parse(readFileSync(join(root, "package.json"), "utf8"));
 const manifest = JSON.parse(readFileSync(join(here, "package.json"), "utf8"));
 manifest.version = catalogue.version;
-manifest.dependencies = { "@bufbuild/protobuf": `^${devDependencies["@bufbuild/protobuf"]}` };
+for (const name of Object.keys(manifest.dependencies)) manifest.dependencies[name] = `^${devDependencies[name]}`;
 writeFileSync(join(folder, "package.json"), `${JSON.stringify(manifest, null, 2)}\n`);
 cpSync(join(here, "README.md"), join(folder, "README.md"));
