@@ -146,6 +146,7 @@ class Value(Element):
         self.pairs = None  # The message, open whether it is the request.
         self.answer = None
         self.answer_id = None
+        self.device = enum.schema  # The schema of the device it is about.
 
 
 class Enum(Element):
@@ -160,34 +161,16 @@ class Enum(Element):
         self.component = None
         self.used_by = []  # Fields that carry its numbers.
 
-    @property
-    def pairs(self):
-        return any(v.carries or v.pairs or v.answer or v.answer_id
-                   for v in self.values)
-
     def by_number(self, number):
         return next((v for v in self.values if v.number == number), None)
 
     def blocks(self):
-        """The values in blocks of one hundred, each with its common words."""
+        """The values of a long enum in blocks of one hundred."""
         blocks = defaultdict(list)
         for value in self.values:
-            blocks[value.number // 100].append(value)
-        shared = len(common_words(self.values[1:]))
-        for hundred, values in blocks.items():
-            words = common_words(values)[shared:]
-            yield hundred, " ".join(words).lower(), values
-
-
-def common_words(values):
-    """The words that all names begin with, leaving each at least one more."""
-    names = [v.name.split("_")[:-1] for v in values]
-    common = []
-    for column in zip(*names):
-        if len(set(column)) > 1:
-            break
-        common.append(column[0])
-    return common
+            blocks[value.number // 100 if len(self.values) > 60 else 0].append(
+                value)
+        return blocks.items()
 
 
 class Schema:
@@ -264,6 +247,7 @@ class Vocabulary:
         self.fields = self._all(Field)
         self.subsystems = self._group(subsystems)
         self._connect(catalogue["ids"])
+        self._find_devices()
 
     def _all(self, kind):
         return [e for e in self.elements.values() if isinstance(e, kind)]
@@ -305,6 +289,30 @@ class Vocabulary:
                                    (value.answer, "answers")):
                 if message:
                     getattr(message, noted).append(value)
+
+    def _find_devices(self):
+        """A component has a schema. A topic type is of the schema of what it
+        carries, of the payload that its name has in it, or of its block."""
+        payloads = {v.name.partition("_")[2]: v.of_schema for v in self.values
+                    if v.of_schema and v.enum.id_kind is None}
+        for kind, enums in self.id_enums():
+            for block in (b for e in enums for _, b in e.blocks()):
+                found = {v: v.of_schema or kind == "topic type" and (
+                    v.carries.schema if v.carries else next(
+                        (s for n, s in payloads.items() if n in v.name), None))
+                    for v in block}
+                known = [s for s in found.values() if s]
+                alike = kind == "topic type" and len(set(known)) == 1
+                for value in block:
+                    value.device = found[value] or (
+                        known[0] if alike else value.device)
+
+    def devices(self):
+        """The schemas that ids are about, in the order of the groups."""
+        found = {v.device for _, enums in self.id_enums()
+                 for e in enums for v in e.values}
+        for group in self.subsystems:
+            yield group, [s for s in group.schemas if s in found]
 
     def id_enums(self):
         """Enums of identifiers, grouped by what they identify."""

@@ -139,17 +139,16 @@ const linesOfPage = () => page.evaluate(() => {
   const value = (tr) => row(
       words(tr.querySelector('.num')), target(tr.querySelector('th a')),
       comment(tr.querySelector('.meaning')), ...opens(tr),
-      ...all(tr, '.meaning > .fact').map(
-          (p) => `schema: ${words(p).split(' ')[1]}`),
-      ...all(tr, '.carries').flatMap((td) =>
-        named(td, td.querySelector('.fact') ? 'pairs' : 'carries')),
+      ...all(tr, '.schema').map((p) => `schema: ${words(p).split(' ')[1]}`),
+      ...['carries', 'pairs'].flatMap((kind) =>
+        all(tr, `.${kind}`).flatMap((p) => named(p, kind))),
       ...all(tr, '.answer > a').map((a) => `answer: ${target(a)}`),
-      ...all(tr, '.answer .fact a').map((a) => `on: ${words(a)} ${anchor(a)}`));
+      ...all(tr, '.answer .on a').map((a) => `on: ${words(a)} ${anchor(a)}`));
   const section = (node) => [
     row(node.querySelector('h3').id, comment(node.querySelector('.prose')),
         ...opens(node.querySelector('.prose'))),
     ...facts(node), ...all(node, '.fields tbody tr').map(field),
-    ...all(node, '.values tbody tr').map(value)];
+    ...all(node, '.values tbody tr:not(.block)').map(value)];
   const main = document.querySelector('main');
   const prose = main.querySelector(':scope > .prose');
   const head = prose ? [
@@ -201,8 +200,8 @@ test('the lists of ids, open points, schemas and messages are complete',
                 (member) => member.number).filter((number) =>
               Math.floor(number / 100) === hundred).join(' ')}`));
       assert.ok(blocks.length > 1);
-      same('blocks', await page.$$eval('h4', (all) => all.map((h4) =>
-        `${h4.id}: ${[...h4.nextElementSibling.querySelectorAll('td.num')].map(
+      same('blocks', await page.$$eval('tbody[id]', (all) => all.map((block) =>
+        `${block.id}: ${[...block.querySelectorAll('td.num')].map(
             (cell) => cell.textContent).join(' ')}`)), blocks);
       same('links to blocks', await page.$$eval('.jump a', (all) =>
         all.map((a) => a.hash.slice(1))), blocks.map((line) => line.split(':')[0]));
@@ -248,6 +247,40 @@ test('the lists of ids, open points, schemas and messages are complete',
         grouped[i].flatMap((schema) => schema.enums).map((type) =>
           `${type.fullName} | ${type.members.length}`));
       }
+    });
+
+test('the list of ids shows what its filter asks for, and keeps that in the address',
+    async () => {
+      const shown = () => page.$$eval('.values tr[data-device]', (all) => all
+          .filter((tr) => tr.checkVisibility())
+          .map((tr) => tr.querySelector('.num').textContent));
+      await open('ids.html');
+      const all = enums.filter(({ ids }) => ids).flatMap((e) => e.members);
+      assert.equal((await shown()).length, all.length);
+      await page.getByLabel('Settled only').check();
+      same('settled', (await shown()).sort(), all.filter(
+          ({ carries }) => carries).map(({ number }) => String(number)).sort());
+      await page.getByLabel('Device').selectOption('Gimbal');
+      await page.getByLabel('Kind').selectOption('Topic type');
+      const gimbal = all.filter(({ carries, owner }) =>
+        carries?.startsWith('zorvik.gimbal.') && owner.ids === 'topic type');
+      const wanted = gimbal.map(({ number }) => String(number));
+      same('gimbal', await shown(), wanted);
+      assert.match(await page.textContent('output'),
+          new RegExp(`^${wanted.length} of ${all.length}$`));
+      assert.equal(await page.locator('h2:visible').count(), 1);
+      assert.equal(await page.locator('.jump a:visible').count(), 1);
+      await page.reload();
+      same('after the page was loaded again', await shown(), wanted);
+      // The block of a device is its own, settled or not.
+      await page.goto(new URL('ids.html?device=factoryTestMessage', site).href);
+      assert.ok((await shown()).includes('10303'));
+      assert.ok(!(await shown()).includes('10404'));
+      // Names are not broken.
+      await open('ids.html');
+      assert.deepEqual(await page.$$eval('.ids th[scope] code', (names) =>
+        names.filter((name) => name.getBoundingClientRect().height > 25)
+            .map((name) => name.textContent)), []);
     });
 
 test('the accessors are those of the headers', () => {
