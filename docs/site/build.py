@@ -94,7 +94,8 @@ def main():
     for path, url in renderer.pictures.items():
         (output / url).parent.mkdir(exist_ok=True)
         shutil.copyfile(REPOSITORY / path, output / url)
-    search.write(output / "search-index.js", vocabulary, guides)
+    search.write(output / "search-index.js", vocabulary, guides,
+                 HERE / "synonyms.toml")
 
     site = Site(output, vocabulary=vocabulary, guides=guides,
                 names=renderer.names, lede=guides[0].lede)

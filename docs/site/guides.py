@@ -113,6 +113,8 @@ class Renderer:
                 self._heading(guide, token, tokens[i + 1], seen)
             elif token.type == "fence" and token.info == "mermaid":
                 self._diagram(guide, token)
+            elif token.type == "fence":
+                self._headers(guide, token)
             elif token.type == "inline":
                 self._links(guide, token)
                 self._text(guide, token, tokens[i - 1])
@@ -140,6 +142,12 @@ class Renderer:
         text = " ".join(t.content for t in inline.children if t.content)
         guide.lede = guide.lede or text.split(". ")[0] + "."
         guide.sections[-1][2] += text + " "
+
+    def _headers(self, guide, token):
+        """The search finds code by the headers of ours that it includes."""
+        guide.sections[-1][2] += "".join(
+            f"{name} " for name in re.findall(
+                r'#include "(zorvik/[\w.]+)"', token.content))
 
     def _diagram(self, guide, token):
         title = re.search(r"^\s*accTitle: (.+)$", token.content, re.M)

@@ -1,6 +1,7 @@
 """The index that the search looks through, as a script the pages load."""
 
 import json
+import tomllib
 
 
 def entries(vocabulary, guides):
@@ -31,9 +32,9 @@ def entries(vocabulary, guides):
             yield "guide", heading, None, where, url, " ".join(text.split())
 
 
-def write(path, vocabulary, guides):
-    rows = ",\n".join(
-        json.dumps(list(e), ensure_ascii=False, separators=(",", ":"))
-        for e in entries(vocabulary, guides))
+def write(path, vocabulary, guides, synonyms):
+    index = {"synonyms": tomllib.loads(synonyms.read_text()),
+             "entries": list(entries(vocabulary, guides))}
+    text = json.dumps(index, ensure_ascii=False, separators=(",", ":"))
     # A script and not a JSON file: a page opened from disk may load no data.
-    path.write_text(f"globalThis.searchIndex = [\n{rows}\n];\n")
+    path.write_text(f"globalThis.searchIndex = {text};\n")

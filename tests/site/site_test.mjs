@@ -353,7 +353,12 @@ test('examples show the vectors, and what each byte means', async () => {
 });
 
 // What is found for each query: the field says that it has been typed into.
-const lookAll = (queries) => page.evaluate((all) => all.map((query) => {
+const lookAll = async (queries) => {
+  await page.focus('#query');
+  await page.waitForFunction(() => globalThis.searchIndex);
+  return page.evaluate(look, queries);
+};
+const look = (queries) => queries.map((query) => {
   const field = document.getElementById('query');
   field.value = query;
   field.dispatchEvent(new Event('input'));
@@ -363,7 +368,7 @@ const lookAll = (queries) => page.evaluate((all) => all.map((query) => {
         number: hit.querySelector('.number').textContent,
         name: hit.querySelector('.name').textContent,
       }));
-}), queries);
+});
 const first = async (queries) =>
   (await lookAll(queries)).map(([hit]) => hit?.url ?? 'nothing');
 const target = ({ page: url, fullName }) => `${url}#${fullName}`;
@@ -377,6 +382,10 @@ test('the search finds by number, and by how it begins', async () => {
     same(`base ${base}`, (await lookAll(queries)).map(([hit]) => hit?.number),
         numbers);
   }
+  // Without 0x it is still found, among what else the digits mean.
+  const bare = await lookAll(numbers.map((n) => Number(n).toString(16)));
+  same('bare', numbers.filter((n, i) =>
+    n.length > 3 && !bare[i].some(({ number }) => number === n)), []);
   const begins = [...new Set(numbers.filter((n) => n.length > 3)
       .map((n) => n.slice(0, -1)))];
   for (const [i, hits] of (await lookAll(begins)).entries()) {
@@ -386,7 +395,7 @@ test('the search finds by number, and by how it begins', async () => {
     same(begins[i], hits.slice(0, wanted.length).map(({ url }) => url).sort(),
         wanted.map(target).sort());
   }
-  assert.match(await page.textContent('#found'), /^\d+ found$/);
+  assert.match(await page.textContent('#found'), /^\d+ found/);
 });
 
 test('the search finds by name, however it is written, and by its beginning',
@@ -414,6 +423,13 @@ test('the search finds by name, however it is written, and by its beginning',
         ['uavgimbalrotatereq', 'Rotate'], ['gimbal rotate req', 'Rotate'],
         ['uavattitude()', '.uavAttitude'],
         ['streamMessage.proto', 'schema/streamMessage.html'],
+        ['#include "streamMessage.pb.h"', 'schema/streamMessage.html'],
+        ['streamMessage_pb2', 'schema/streamMessage.html'],
+        ['zorvik/topics.h', '#use-it'],
+        ['in wireshark', 'guide/wireshark.html'],
+        ['UavGimbleRotatReq', 'Rotate'], ['uavgimblarotatereqmesage', 'Rotate'],
+        ['gimbel', 'schema/gimbalMessage.html'],
+        ['gimbal banana', 'schema/gimbalMessage.html'],
       ]) {
         const url = hit === 'Rotate' ? 'schema/gimbalMessage.html' +
           '#zorvik.gimbal.UavGimbalRotateReqMessage' : hit;
@@ -439,8 +455,45 @@ test('the search finds by what is carried and by words, or says that it does not
       assert.match(field, /payload_position$/);
       await page.fill('#query', 'qqqq');
       assert.equal(await page.locator('#results [role="option"]').count(), 0);
-      assert.match(await page.textContent('#results'), /Nothing/);
-      assert.equal(await page.textContent('#found'), '0 found');
+      assert.match(await page.textContent('#found'), /^Nothing/);
+    });
+
+test('words of the field lead to what the vocabulary calls it', async () => {
+  await open('index.html');
+  await lookAll(['']);
+  const synonyms = await page.evaluate(() => globalThis.searchIndex.synonyms);
+  const words = Object.keys(synonyms);
+  for (const [i, hits] of (await lookAll(words)).entries()) {
+    await page.fill('#query', words[i]);
+    for (const meant of synonyms[words[i]]) {
+      assert.ok((await page.textContent('#found')).includes(`“${meant}”`),
+          `${words[i]}: nothing is found for ${meant}`);
+    }
+    assert.ok(hits.length > 0);
+  }
+  const [[rth], [wifi]] = await lookAll(['RTH', 'wifi']);
+  assert.match(rth.url, /FLY_CONTROL_START_GO_HOME$/);
+  assert.match(wifi.url, /link/);
+});
+
+test('the search shows the first hits, and all of them when asked by a finger',
+    async () => {
+      const context = await browser.newContext({ hasTouch: true, isMobile: true,
+        viewport: { width: 390, height: 800 } });
+      page = await context.newPage();
+      await open('schema/gimbalMessage.html');
+      const [hits] = await lookAll(['camera']);
+      assert.equal(hits.length, most);
+      const [, count] = /^(\d+) found; the first 40/.exec(
+          await page.textContent('#found'));
+      await page.locator('#more').tap();
+      const options = page.locator('#results [role="option"]');
+      assert.equal(await options.count(), Number(count));
+      assert.ok(await page.locator('#more').isHidden());
+      await options.nth(50).tap();
+      await page.waitForURL(/cameraMessage|channelMessage/);
+      await context.close();
+      page = null;
     });
 
 test('the keyboard suffices', async () => {
@@ -469,6 +522,14 @@ test('the keyboard suffices', async () => {
   await page.keyboard.press('Escape');
   assert.equal(await input.getAttribute('aria-expanded'), 'false');
   assert.ok(await page.locator('#results').isHidden());
+  // The button below the list is reached, and the list stays for it.
+  await input.fill('camera');
+  await page.keyboard.press('Tab');
+  assert.ok(await page.locator('#more').evaluate(
+      (node) => node === document.activeElement));
+  await page.keyboard.press('Enter');
+  assert.ok(await page.locator('#results [role="option"]').count() > most);
+  assert.ok(await input.evaluate((node) => node === document.activeElement));
   await input.fill('UavGimbalRspMessage');
   assert.equal(await input.getAttribute('aria-expanded'), 'true');
   await page.keyboard.press('Enter');
