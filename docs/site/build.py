@@ -4,6 +4,7 @@
 usage: build.py CATALOGUE OUTPUT_DIRECTORY
 """
 
+import json
 import shutil
 import sys
 from pathlib import Path
@@ -12,11 +13,11 @@ import jinja2
 from markupsafe import Markup
 from pygments.formatters import HtmlFormatter
 
+import examples
 import guides as guide_pages
 import search
 from linker import ROOT, Linker
 from model import Vocabulary
-from wire import attach_examples
 
 HERE = Path(__file__).resolve().parent
 REPOSITORY = HERE.parent.parent
@@ -27,7 +28,6 @@ def environment():
         loader=jinja2.FileSystemLoader(HERE / "templates"),
         autoescape=True, undefined=jinja2.StrictUndefined,
         trim_blocks=True, lstrip_blocks=True)
-    env.filters["hex"] = lambda data: data.hex(" ")
     env.filters["breakable"] = breakable
     env.filters["rooted"] = lambda html, root: Markup(
         html.replace(f'"{ROOT}', f'"{root}'))
@@ -62,21 +62,24 @@ class Site:
 
 
 def style_of_code():
-    """Colours of code in the guides, light and dark."""
-    light = HtmlFormatter(style="default").get_style_defs(".prose pre")
-    dark = HtmlFormatter(style="native").get_style_defs(".prose pre")
-    rules = [[r for r in css.splitlines() if r.startswith(".prose pre .")]
-             for css in (light, dark)]
-    return "\n".join([*rules[0], "@media screen and "
-                      "(prefers-color-scheme: dark) {", *rules[1], "}", ""])
+    """Colours of code in the guides, light and dark; both have contrast."""
+    def rules(style):
+        css = HtmlFormatter(style=style).get_style_defs("pre")
+        return [r for r in css.splitlines() if r.startswith("pre .")]
+    screen = "@media screen and (forced-colors: none)"
+    return "\n".join([
+        f"{screen} and (prefers-color-scheme: light) {{", *rules("xcode"), "}",
+        f"{screen} and (prefers-color-scheme: dark) {{", *rules("zenburn"), "}",
+        ""])
 
 
 def main():
     catalogue, output = map(Path, sys.argv[1:])
     vocabulary = Vocabulary(catalogue, HERE / "subsystems.toml")
     Linker(vocabulary).link_all(vocabulary)
-    attach_examples(vocabulary,
-                    sorted((REPOSITORY / "tests/vectors").glob("*.json")))
+    model = examples.model_of(vocabulary)
+    examples.attach(vocabulary, sorted(
+        (REPOSITORY / "tests/vectors").glob("*.json")), model)
 
     guides = guide_pages.find_guides(REPOSITORY)
     renderer = guide_pages.Renderer(REPOSITORY, vocabulary, guides)
@@ -94,6 +97,9 @@ def main():
     for path, url in renderer.pictures.items():
         (output / url).parent.mkdir(exist_ok=True)
         shutil.copyfile(REPOSITORY / path, output / url)
+    # A script and not a JSON file: a page opened from disk may load no data.
+    (output / "model.js").write_text(
+        f"globalThis.model = {json.dumps(model, separators=(',', ':'))};\n")
     search.write(output / "search-index.js", vocabulary, guides,
                  HERE / "synonyms.toml")
 

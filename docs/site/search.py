@@ -36,5 +36,4 @@ def write(path, vocabulary, guides, synonyms):
     index = {"synonyms": tomllib.loads(synonyms.read_text()),
              "entries": list(entries(vocabulary, guides))}
     text = json.dumps(index, ensure_ascii=False, separators=(",", ":"))
-    # A script and not a JSON file: a page opened from disk may load no data.
     path.write_text(f"globalThis.searchIndex = {text};\n")
