@@ -91,6 +91,7 @@ class Renderer:
         self._fence = rules["fence"]
         rules["fence"] = self._figure
         rules["code_inline"] = self._code
+        rules["heading_close"] = self._anchor
         rules["table_open"] = lambda *_: (
             '<div class="scroll" tabindex="0"><table>')
         rules["table_close"] = lambda *_: "</table></div>"
@@ -116,6 +117,8 @@ class Renderer:
             elif token.type == "fence":
                 self._headers(guide, token)
             elif token.type == "inline":
+                if not token.content:  # A header without words is none.
+                    tokens[i - 1].tag = tokens[i + 1].tag = "td"
                 self._links(guide, token)
                 self._text(guide, token, tokens[i - 1])
         if not guide.title:
@@ -142,6 +145,12 @@ class Renderer:
         text = " ".join(t.content for t in inline.children if t.content)
         guide.lede = guide.lede or text.split(". ")[0] + "."
         guide.sections[-1][2] += text + " "
+
+    def _anchor(self, tokens, index, _options, _env):
+        """A heading ends with a link to itself."""
+        anchor, text = tokens[index - 2].attrs["id"], tokens[index - 1].content
+        return (f' <a class="anchor" href="#{anchor}" aria-label="Link to '
+                f'{html.escape(text)}">#</a></{tokens[index].tag}>\n')
 
     def _headers(self, guide, token):
         """The search finds code by the headers of ours that it includes."""
@@ -203,7 +212,8 @@ class Renderer:
     def _figure(self, tokens, index, options, env):
         diagram = tokens[index].meta.get("diagram")
         if diagram is None:
-            return self._fence(tokens, index, options, env)
+            return self._fence(tokens, index, options, env).replace(
+                "<pre>", '<pre tabindex="0">', 1)
         return (f'<figure class="diagram" tabindex="0">'
                 f'{diagram.linked_svg("../", self.names)}</figure>')
 

@@ -51,7 +51,7 @@ class Linker:
         return self.words(tokens[index].content, env["scope"])
 
     def _aligned(self, tokens, index, _options, _env):
-        return f"<pre>{html.escape(tokens[index].content)}</pre>"
+        return f'<pre tabindex="0">{html.escape(tokens[index].content)}</pre>'
 
     def words(self, text, scope):
         out, end = [], 0

@@ -213,12 +213,11 @@ function excerpt(entry, terms) {
 }
 
 function option(entry, terms, index) {
-  const item = document.createElement('li');
-  item.dataset.kind = entry.kind;
-  item.id = `result-${index}`;
-  item.setAttribute('role', 'option');
-  item.setAttribute('aria-selected', 'false');
   const link = document.createElement('a');
+  link.dataset.kind = entry.kind;
+  link.id = `result-${index}`;
+  link.setAttribute('role', 'option');
+  link.setAttribute('aria-selected', 'false');
   link.href = root + entry.url;
   link.tabIndex = -1;
   link.append(element('span', 'kind', entry.kind), marked(entry.name, terms));
@@ -226,8 +225,7 @@ function option(entry, terms, index) {
   const about = excerpt(entry, terms);
   const where = entry.where ? `${entry.where}${about ? ': ' : ''}` : '';
   link.append(element('span', 'about', where + about));
-  item.append(link);
-  return item;
+  return link;
 }
 
 let selected = -1;
@@ -276,7 +274,7 @@ function show(most = FIRST) {
 }
 
 function go() {
-  const chosen = list.querySelector('[aria-selected="true"] a');
+  const chosen = list.querySelector('[aria-selected="true"]');
   if (!chosen || panel.hidden) return;
   close();
   input.blur();
