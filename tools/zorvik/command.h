@@ -52,6 +52,7 @@ class FileRun {
 bool HasColours();
 
 // Each adds its subcommand with its options to the program.
+Run AddCheck(CLI::App* program);
 Run AddDecode(CLI::App* program);
 Run AddEncode(CLI::App* program);
 Run AddIds(CLI::App* program);

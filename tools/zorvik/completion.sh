@@ -1,11 +1,16 @@
 # shellcheck shell=bash
 # Completion for bash. Subcommands and options come from the program's own help.
 _zorvik() {
-  local word=$2 before=$3 subcommand="" each all
+  local word=$2 before=$3 each all help path=()
   COMPREPLY=()
-  all=$("$1" --help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z]\{1,\}\) .*/\1/p')
-  for each in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-    [[ $'\n'$all$'\n' != *$'\n'$each$'\n'* ]] || { subcommand=$each && break; }
+  for each in "" "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
+    # The first word stands for the program itself.
+    if [[ $each ]]; then
+      [[ $'\n'$all$'\n' == *$'\n'$each$'\n'* ]] || continue
+      path+=("$each")
+    fi
+    help=$("$1" "${path[@]}" --help)
+    all=$(sed -n '/^Subcommands:/,/^$/s/^  \([a-z]\{1,\}\) .*/\1/p' <<<"$help")
   done
   case $before in
     -t | --type)
@@ -19,12 +24,11 @@ _zorvik() {
       ;;
   esac
   if [[ $word == -* ]]; then
-    # shellcheck disable=SC2086  # No word where there is no subcommand.
-    mapfile -t COMPREPLY < <(compgen -W "$("$1" $subcommand --help |
-      sed -n 's/^  \(-.,\)\{0,1\}\(--[a-z-]*\).*/\2/p')" -- "$word")
-  elif [[ -z $subcommand ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "$(
+      sed -n 's/^  \(-.,\)\{0,1\}\(--[a-z-]*\).*/\2/p' <<<"$help")" -- "$word")
+  elif [[ $all ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$all" -- "$word")
-  elif [[ $subcommand != ids ]]; then
+  elif [[ ${path[*]} != ids ]]; then
     mapfile -t COMPREPLY < <(compgen -f -- "$word")
   fi
 }

@@ -179,9 +179,11 @@ class Walk {
     } else if (field->type() == Field::TYPE_STRING) {
       const std::string text = bytes_.substr(start, end - start);
       if (!IsUtf8(text)) {
-        throw Fault{start, field->full_name() +
-                               " is not UTF-8: " + Escaped(text.substr(0, 40)) +
-                               (text.size() > 40 ? "..." : "")};
+        throw Fault{start,
+                    field->full_name() +
+                        " is not UTF-8: " + Escaped(text.substr(0, 40)) +
+                        (text.size() > 40 ? "..." : ""),
+                    field->full_name()};
       }
     } else if (field->is_packable()) {
       Packed(field, start, end);

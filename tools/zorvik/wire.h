@@ -15,8 +15,9 @@
 constexpr int kDeepest = 100;
 
 struct Fault {
-  size_t offset;  // Of the byte at which reading could not go on.
-  std::string reason;
+  size_t offset = 0;  // Of the byte at which reading could not go on.
+  std::string reason = {};
+  std::string text = {};  // The field whose text is not UTF-8, by its name.
 };
 
 // The first fault in the encoding of a message, contents included. Nothing when

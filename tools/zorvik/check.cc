@@ -1,0 +1,233 @@
+// zorvik check: whether traffic, a codec or a device keeps to the rules.
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "check_audit.h"
+#include "check_report.h"
+#include "command.h"
+#include "decoder.h"
+#include "ear.h"
+#include "input.h"
+#include "source.h"
+#include "text.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+volatile sig_atomic_t stop = 0;
+
+struct Traffic {
+  std::string file = "-";
+  std::vector<std::string> live;
+  double seconds = 0;
+  uint64_t count = 0;
+  InputOptions input;
+  BrokerOptions broker;
+  ReportOptions report;
+};
+
+void Warn(const std::string& what) {
+  std::cout << std::flush;
+  std::cerr << "zorvik: " << what << '\n';
+}
+
+class TrafficCheck {
+ public:
+  TrafficCheck(const Traffic& options, Vocabulary* vocabulary)
+      : options_(options),
+        none_(nullptr),
+        decoder_(ForEnvelopes(vocabulary), vocabulary, &none_,
+                 [](const std::string&) {}),
+        post_(vocabulary),
+        report_(kTraffic, Subject(), options.report, vocabulary),
+        audit_(&post_, &report_) {}
+
+  int Run() {
+    const bool read = options_.live.empty() ? Read() : Hear();
+    audit_.End();
+    const int result = report_.Finish();
+    return read ? result : 1;
+  }
+
+ private:
+  static DecoderOptions ForEnvelopes(Vocabulary* vocabulary) {
+    DecoderOptions options;
+    options.type = MeantType("", *vocabulary);
+    return options;
+  }
+
+  std::string Subject() const {
+    if (options_.live.empty()) {
+      return options_.file == "-" ? "standard input" : options_.file;
+    }
+    std::string all;
+    for (const std::string& place : options_.live) {
+      all += (all.empty() ? "" : ", ") + place;
+    }
+    return all;
+  }
+
+  Match MatchOf(const std::string& bytes) const {
+    return post_.IsFrame(bytes) ? Match::kGood : decoder_.MatchOf(bytes);
+  }
+
+  // False when not all of it could be read.
+  bool Read() {
+    bool good = true;
+    InputOptions input = options_.input;
+    input.match = [this](const std::string& bytes) { return MatchOf(bytes); };
+    try {
+      Source source(ReadFile(options_.file));
+      const std::string unread =
+          ReadInput(&source, input, [&](const Piece& piece) {
+            if (piece.fault.empty()) {
+              audit_.Take(piece.place, piece.bytes);
+            } else {
+              Warn(Subject() + ": " + piece.place + ": " + piece.fault);
+              good = false;
+            }
+          });
+      if (!unread.empty()) Warn(Subject() + ": " + unread);
+    } catch (const std::runtime_error& error) {
+      Warn(Subject() + ": " + error.what());
+      good = false;
+    }
+    return good;
+  }
+
+  bool Hear() {
+    const EarOptions how{options_.input.port,
+                         [this](const std::string& bytes) {
+                           return MatchOf(bytes) != Match::kNone;
+                         },
+                         options_.broker};
+    std::vector<std::unique_ptr<Ear>> ears;
+    for (const std::string& place : options_.live) {
+      ears.push_back(EarAt(place, how));
+    }
+    const Clock::time_point begin = Clock::now();
+    uint64_t count = 0;
+    std::string trouble;
+    while (stop == 0 && (options_.count == 0 || count < options_.count)) {
+      const std::chrono::duration<double> passed = Clock::now() - begin;
+      if (options_.seconds > 0 && passed.count() >= options_.seconds) break;
+      ::Listen(ears, 100, [&](const std::string& bytes) {
+        if (options_.count > 0 && count >= options_.count) return;
+        audit_.Take("message " + std::to_string(++count), bytes);
+      });
+      for (const auto& ear : ears) {
+        if (ear->Trouble() == trouble || ear->Trouble().empty()) continue;
+        trouble = ear->Trouble();
+        Warn(trouble + "; trying again");
+      }
+    }
+    for (const auto& ear : ears) {
+      const std::string remark = ear->Remark();
+      if (!remark.empty()) Warn(remark);
+    }
+    return true;
+  }
+
+  const Traffic& options_;
+  std::ostream none_;
+  const Decoder decoder_;
+  const Post post_;
+  Report report_;
+  Audit audit_;
+};
+
+void AddTraffic(CLI::App* check, Run* run) {
+  CLI::App* app =
+      check->add_subcommand("traffic", "Hold what nodes send to the rules");
+  const auto options = std::make_shared<Traffic>();
+  CLI::Option* file = app->add_option(
+      "FILE", options->file,
+      "A capture or a recording, in the forms that decode takes;\n"
+      "standard input without it, or for -");
+  CLI::Option* delimited = app->add_flag_callback(
+      "-d,--delimited",
+      [options] { options->input.framing = Framing::kDelimited; },
+      "Many messages, each behind its length as a varint");
+  app->add_option(
+         "--port", options->input.port,
+         "Of a capture or an interface, all datagrams from or to this\n"
+         "UDP port; without it, those that look like messages")
+      ->check(CLI::Range(1, 65535))
+      ->type_name("PORT");
+  app->add_option("--live", options->live,
+                  "Listen to udp:PORT, udp:HOST:PORT, if:INTERFACE or\n"
+                  "mqtt:HOST:PORT/TOPIC; may be repeated")
+      ->type_name("PLACE")
+      ->allow_extra_args(false)
+      ->excludes(file)
+      ->excludes(delimited);
+  app->add_option("--for", options->seconds, "Listen so long")
+      ->check(CLI::Range(0.1, 1e7))
+      ->type_name("SECONDS");
+  app->add_option("--count", options->count, "Listen to so many messages")
+      ->check(CLI::PositiveNumber)
+      ->type_name("NUMBER");
+  AddBrokerOptions(app, &options->broker);
+  AddReportOptions(app, &options->report);
+  app->footer(
+      "A recording has to hold whole exchanges, from the first request on. "
+      "Besides\n"
+      "envelopes it may hold frames: 16 bits each for the role (1 request, 2 "
+      "answer,\n"
+      "3 report), the component and the id, most significant byte first, and "
+      "then\n"
+      "the message. How ids travel is open; this form is the program's own.\n\n"
+      "Exit status: 0; 1 when a rule has failed or nothing was tested; 2 when "
+      "the\n"
+      "command line makes no sense.\n\n"
+      "Examples:\n"
+      "  $ zorvik check traffic flight.pcap\n"
+      "  $ zorvik check traffic --delimited --junit report.xml "
+      "recording.bin\n"
+      "  $ zorvik check traffic --live mqtt:localhost/zorvik/# --for 60");
+  app->parse_complete_callback([options, run] {
+    *run = [options](Vocabulary* vocabulary) {
+      return TrafficCheck(*options, vocabulary).Run();
+    };
+  });
+}
+
+}  // namespace
+
+Run AddCheck(CLI::App* program) {
+  CLI::App* app = program->add_subcommand(
+      "check", "Check traffic, a codec or a device against the rules");
+  const auto run = std::make_shared<Run>();
+  const auto rules = std::make_shared<bool>(false);
+  const auto json = std::make_shared<bool>(false);
+  app->add_flag("--rules", *rules, "List the rules and do no more");
+  app->add_flag("-j,--json", *json, "The rules as JSON");
+  app->require_subcommand(0, 1);
+  AddTraffic(app, run.get());
+  app->footer(
+      "A rule passes, fails, is not settled where it meets what the schemas "
+      "leave\n"
+      "open, or is not tested. A finding names the file and line of the "
+      "schema.\n\n"
+      "zorvik check SUBCOMMAND --help shows the options of a check.");
+  return [run, rules, json](Vocabulary* vocabulary) {
+    if (*rules) {
+      PrintRules(*vocabulary, *json);
+      return 0;
+    }
+    if (!*run) throw WrongUse("what is to be checked is not said");
+    struct sigaction action {};
+    action.sa_handler = [](int) { stop = 1; };
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+      sigaction(signal, &action, nullptr);
+    }
+    return (*run)(vocabulary);
+  };
+}

@@ -1,0 +1,65 @@
+// Holds what travels between nodes to the rules.
+#ifndef TOOLS_ZORVIK_CHECK_AUDIT_H_
+#define TOOLS_ZORVIK_CHECK_AUDIT_H_
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <set>
+#include <string>
+#include <tuple>
+#include <utility>
+
+#include "check_report.h"
+#include "parcel.h"
+
+// Takes all messages of all nodes in the order in which they were sent. What it
+// remembers is bounded.
+class Audit {
+ public:
+  Audit(const Post* post, Report* report) : post_(*post), report_(*report) {}
+
+  // Where it was found is for people. Returns what it is, if that is known.
+  std::optional<Parcel> Take(const std::string& where,
+                             const std::string& bytes);
+  // Nothing more comes: what has no answer by now has none.
+  void End();
+
+ private:
+  struct Request {
+    std::string where, name, element;
+    std::string bytes;
+    bool settled = false;   // That it is answered.
+    bool repeated = false;  // Another with the same bytes was answered.
+    std::map<std::string, std::string> values;  // Of fields that are echoed.
+  };
+  struct Session {
+    int64_t size = 0;
+    std::map<int64_t, int64_t> arrived;  // From, up to; they do not touch.
+  };
+  // The subject of an answer, and of an envelope the nodes that it is from and
+  // to.
+  using Key = std::tuple<Subject, int, int>;
+
+  void CheckMessage(const std::string& where, const Parcel& parcel);
+  void CheckEnums(const std::string& where,
+                  const google::protobuf::Message& message);
+  void Expect(const std::string& where, const Parcel& parcel);
+  void Match(const std::string& where, const Parcel& parcel);
+  void Missing(const Request& request);
+  void FollowAddress(const std::string& where,
+                     const google::protobuf::Message& message);
+  void FollowStream(const std::string& where,
+                    const google::protobuf::Message& message);
+  void TakePiece(const std::string& where, Session* session,
+                 const google::protobuf::Message& message);
+
+  const Post& post_;
+  Report& report_;
+  std::map<Key, std::deque<Request>> requests_;
+  // Both random numbers of the address servers, in the order of arrival.
+  std::deque<std::pair<int64_t, int64_t>> offers_;
+  std::map<std::string, Session> sessions_;
+};
+
+#endif  // TOOLS_ZORVIK_CHECK_AUDIT_H_
