@@ -12,6 +12,7 @@
 #include "positionMessage.pb.h"
 #include "support/hex.h"
 #include "support/schemas.h"
+#include "support/wire_vectors.h"
 #include "waypointMessage.pb.h"
 
 namespace {
@@ -19,18 +20,47 @@ namespace {
 namespace pb = google::protobuf;
 using zorvik::position::positionInfo;
 
+// The fields as text, and the lists, long texts and absent records among them.
+std::string Noted(const pb::Message& message) {
+  const pb::Reflection* r = message.GetReflection();
+  std::string text = message.ShortDebugString() + '\n';
+  for (int i = 0; i < message.GetDescriptor()->field_count(); ++i) {
+    const pb::FieldDescriptor* field = message.GetDescriptor()->field(i);
+    if (field->is_repeated()) {
+      text += "list of " + std::to_string(r->FieldSize(message, field)) + '\n';
+    } else if (field->cpp_type() == pb::FieldDescriptor::CPPTYPE_STRING) {
+      const std::string value = r->GetString(message, field);
+      if (value.size() >= 300)
+        text += field->type_name() + std::string(" of 300\n");
+      if (field->type() == pb::FieldDescriptor::TYPE_STRING) text += value;
+    } else if (field->message_type() && !r->HasField(message, field)) {
+      text += "absent\n";
+    }
+  }
+  return text;
+}
+
 // The cases themselves: every field of every message is set in some of them, at
-// random in others, and most have a form in JSON.
+// random in others, and most have a form in JSON. All that the vectors have is
+// among them, and every field with a bound is within it and beyond.
 TEST(InteropCases, ReachEveryFieldInEveryForm) {
+  const Bounds bounds(BOUNDS);
   std::map<const pb::Descriptor*, std::set<std::string>> random, json;
   std::map<std::string, std::set<const pb::FieldDescriptor*>> set;
-  for (const Case& item : Cases(VECTOR_DIR, Bounds(BOUNDS))) {
-    const std::string origin = item.origin.substr(0, item.origin.find(' '));
+  std::map<std::string, std::string> noted;
+  std::set<std::string> bytes;
+  for (const Case& item : Cases(VECTOR_DIR, bounds)) {
+    std::string origin = item.origin.substr(0, item.origin.find(' '));
+    bytes.insert(item.bytes);
     if (origin == "random") random[item.type].insert(item.bytes);
     if (!item.json.empty()) json[item.type].insert(item.json);
     if (item.message == nullptr) continue;
     std::vector<const pb::FieldDescriptor*> fields;
     item.message->GetReflection()->ListFields(*item.message, &fields);
+    noted[origin] += Noted(*item.message);
+    if (origin == "bound" && !bounds.Apply(KnownContent(*item.message).get())) {
+      origin = "beyond";
+    }
     set[origin].insert(fields.begin(), fields.end());
     if (!item.json.empty()) set["json"].insert(fields.begin(), fields.end());
   }
@@ -38,12 +68,36 @@ TEST(InteropCases, ReachEveryFieldInEveryForm) {
     EXPECT_GE(random[type].size(), 3u) << type->full_name();
     EXPECT_GE(json[type].size(), 3u) << type->full_name();
     for (int i = 0; i < type->field_count(); ++i) {
-      for (const char* origin : {"vector", "fill", "random", "json"}) {
-        EXPECT_EQ(set[origin].count(type->field(i)), 1u)
+      const bool bounded = bounds.Of(type->field(i)).has_value();
+      for (const char* origin :
+           {"vector", "fill", "random", "json", "bound", "beyond"}) {
+        EXPECT_EQ(set[origin].count(type->field(i)),
+                  bounded || origin[0] != 'b' ? 1u : 0u)
             << origin << " does not set " << type->field(i)->full_name();
       }
     }
   }
+  ForEachVector(VECTOR_DIR, [&](const auto& vector, const auto*) {
+    for (const char* key : {"also", "rejects"}) {
+      for (const std::string& hex : vector.List(key)) {
+        EXPECT_EQ(bytes.count(FromHex(hex)), 1u) << key << ": " << hex;
+      }
+    }
+  });
+  for (const char* text :
+       {"list of 2", ": 2147483647", ": -2147483648", ": 4294967295",
+        ": -9223372036854775808", ": 18446744073709551615", ": -0 ", " { }",
+        "string of 300", u8"\u6c34", "bytes of 300", "\\377"}) {
+    EXPECT_NE(noted["fill"].find(text), std::string::npos) << text;
+    EXPECT_NE(noted["random"].find(text), std::string::npos) << text;
+  }
+  for (const char* text :
+       {"list of 0", "list of 1", "list of 3", "absent", ": -1 ", ": nan",
+        ": inf", ": -inf", ": 0.1 ", ": UAV_GIMBAL", "rotationMode: -",
+        u8"\uffff", "/zorvik.camera.", "/zorvik.gimbal.", "/zorvik.sdksub."}) {
+    EXPECT_NE(noted["random"].find(text), std::string::npos) << text;
+  }
+  EXPECT_EQ(noted["fill"].find("list of 1"), std::string::npos);
 }
 
 Case CaseOf(const pb::Message& message) {

@@ -69,12 +69,19 @@ TEST(WireVectors, HoldInBothDirectionsAndSetEveryField) {
                                        "field", "merge"};
   std::set<std::pair<const pb::FileDescriptor*, std::string>> names;
   std::set<const pb::FieldDescriptor*> set;
+  std::set<std::string> used;
+  std::set<const pb::Descriptor*> types;
   ForEachVector(VECTOR_DIR, [&](const auto& vector, const auto* type) {
+    types.insert(type);
+    for (const char* list : {"also", "rejects", "merge"}) {
+      EXPECT_EQ(vector.List(list).empty(), !vector.Has(list)) << list;
+    }
     SCOPED_TRACE(type->full_name() + ": " + vector.Text("name"));
     EXPECT_TRUE(names.emplace(type->file(), vector.Text("name")).second)
         << "named twice";
     for (const std::string& key : vector.Keys()) {
       EXPECT_EQ(known.count(key), 1u) << "unknown key " << key;
+      used.insert(key);
     }
     if (vector.Has("rejects")) {
       ExpectRejected(vector, type);
@@ -88,6 +95,8 @@ TEST(WireVectors, HoldInBothDirectionsAndSetEveryField) {
       set.insert(fields.begin(), fields.end());
     }
   });
+  EXPECT_EQ(used, known);
+  EXPECT_EQ(types.size(), Messages().size());
   // The bytes of every field, and not only of those that somebody thought of.
   for (const pb::Descriptor* type : Messages()) {
     for (int i = 0; i < type->field_count(); ++i) {
