@@ -10,7 +10,10 @@
 #include <google/protobuf/util/message_differencer.h>
 #include <gtest/gtest.h>
 
+#include <regex>
 #include <string>
+
+#include "catalogue/pairings.h"
 
 namespace {
 
@@ -185,6 +188,40 @@ TEST(Catalogue, HoldsWhatTheSchemaSays) {
   std::string differences;
   differencer.ReportDifferencesToString(&differences);
   EXPECT_TRUE(differencer.Compare(expected, built)) << differences;
+}
+
+// What the compiler gets of it, and of records in records and in lists.
+TEST(Catalogue, IsPairedForTheCompiler) {
+  catalogue::Faults faults;
+  const std::string holders = R"(
+// @open use
+message Holder { // One.
+Request a = 1; }
+// @open use
+message Holders { // All.
+repeated Holder a = 1; }
+)";
+  const std::string text = std::regex_replace(
+      catalogue::Pairings(Build(kSchema + holders, &faults)),
+      std::regex("\\s+|static constexpr (std::string_view)?|using "), " ");
+  for (const char* wanted :
+       {"NameOf(::p::Component id) { switch (static_cast<int>(id)) { case 7: "
+        "return \"COMPONENT_ONE\"; default: return {}; }",
+        "EnumOfIds<::p::Service> { auto kComponent = ::p::Component{7};",
+        "Id<::p::Service{1}> // SERVICE_ASK : IdFacts<::p::Request, "
+        "::p::Answer, ::p::Service{2}>",
+        "Id<::p::Service{2}> // SERVICE_TELL : IdFacts<::p::Answer, void, "
+        "nullptr>",
+        "/p.Request\"; bool kHasRecords = false; CarriedBy = "
+        "IdList<::p::Service{1}>; AnswerOf = IdList<>;",
+        "/p.Answer\"; bool kHasRecords = false; CarriedBy = "
+        "IdList<::p::Service{2}>; AnswerOf = IdList<::p::Service{1}>;",
+        "/p.Holder\"; bool kHasRecords = true;",
+        "/p.Holders\"; bool kHasRecords = true;"}) {
+    EXPECT_NE(std::regex_replace(text, std::regex(" +"), " ").find(wanted),
+              text.npos)
+        << "no " << wanted << " in " << text;
+  }
 }
 
 // Replaces the first occurrence; the replacement may have other lines.
