@@ -340,6 +340,12 @@ test('examples show the vectors, and what each byte means', async () => {
     const read = rows.flatMap((row) => {
       assert.equal(row.at, at, `${line}: where ${row.name} begins`);
       at += row.bytes.split(' ').length;
+      const numbers = fields.filter(({ name, enum: of }) =>
+        of && name === row.name && /^-?\d+$/.test(row.reads)).flatMap(
+          ({ enum: of }) => values.filter(({ owner, number }) =>
+            owner.fullName === of && number === Number(row.reads)));
+      assert.ok(numbers.length === 0 && !row.named ||
+        numbers.some(({ name }) => name === row.named), `${line}: ${row.name}`);
       return [...row.reads.split(', ').map((value) =>
         `${row.name} ${Number.isNaN(Number(value)) ? value : Number(value)}`),
       `${row.name} ${row.named}`, `${row.name} ${row.reads}`];
@@ -453,6 +459,17 @@ test('the search finds by what is carried and by words, or says that it does not
           ['pulse triggered', 'mounting position given at registration']);
       assert.match(schema, /timeSyncMessage/);
       assert.match(field, /payload_position$/);
+      // A guide by the words below each of its headings.
+      for (const url of pages.filter((name) => name.startsWith('guide/'))) {
+        await open(url);
+        const sections = (await page.$$eval('main h2[id] + p', (all) => all.map(
+            (p) => [p.previousElementSibling.id,
+              p.textContent.match(/\b[a-z]{3,}(?=[ .,])/g) ?? []])))
+            .filter(([, words]) => words.length > 3);
+        const hits = await lookAll(sections.map(([, words]) => words.slice(0, 8).join(' ')));
+        same(`words of ${url}`, sections.filter(([id], i) =>
+          !hits[i].some((hit) => hit.url === `${url}#${id}`)).map(String), []);
+      }
       await page.fill('#query', 'qqqq');
       assert.equal(await page.locator('#results [role="option"]').count(), 0);
       assert.match(await page.textContent('#found'), /^Nothing/);
