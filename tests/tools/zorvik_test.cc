@@ -5,6 +5,7 @@
 #include <google/protobuf/unknown_field_set.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sstream>
 #include <utility>
 
@@ -19,6 +20,7 @@
 #include "zorvik/decoder.h"
 #include "zorvik/encoder.h"
 #include "zorvik/printer.h"
+#include "zorvik/table.h"
 #include "zorvik/wire.h"
 
 namespace {
@@ -230,6 +232,41 @@ TEST_F(ZorvikTest, StopsAtContentsPackedTooDeep) {
     EXPECT_EQ(stops, depth > 100);
     EXPECT_EQ(!!fault, depth > 100);
   }
+}
+
+// Ten a second for eight seconds, and nothing more for eight.
+TEST_F(ZorvikTest, CountsRatesAndFaultsOfWhatIsHeard) {
+  zorvik::channel::channelTopicMessage envelope;
+  envelope.set_topic_type(10404);
+  envelope.set_dst_node_id(8);
+  Table table(&vocabulary_, 9);
+  Table::Time now;
+  table.Tick(now);
+  for (int second = 0; second < 16; ++second) {
+    for (int i = 0; i < 10 && second < 8; ++i) {
+      now += std::chrono::milliseconds(100);
+      table.Add(Encode(envelope), now);
+    }
+    if (second >= 8) now += std::chrono::seconds(1);
+    table.Tick(now);
+    const Table::Row& row = table.rows().at({0, 10404});
+    EXPECT_EQ(row.changed, second < 8) << second;
+    const double rate = second < 8 ? 10 : std::max(0, 10 * (12 - second) / 5);
+    EXPECT_NEAR(row.rate, rate, 0.01) << second;
+    EXPECT_EQ(now - row.last, std::chrono::seconds(std::max(0, second - 7)));
+  }
+  const Table::Row& row = table.rows().at({0, 10404});
+  EXPECT_EQ(row.Faults(), "80 wrong content, 80 other node");
+  EXPECT_EQ(table.count(), 80);
+  EXPECT_EQ(table.faulty(), 80);  // Each has two.
+
+  for (int node = 1; node < 10005; ++node) {
+    envelope.set_src_node_id(node);
+    table.Add(Encode(envelope), now);
+  }
+  EXPECT_EQ(table.rows().size(), 10000);
+  EXPECT_EQ(table.without_row(), 5);
+  EXPECT_EQ(table.count(), 80 + 10004);
 }
 
 TEST_F(ZorvikTest, NamesThePlace) {
