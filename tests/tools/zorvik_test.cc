@@ -260,13 +260,19 @@ TEST_F(ZorvikTest, CountsRatesAndFaultsOfWhatIsHeard) {
   EXPECT_EQ(table.count(), 80);
   EXPECT_EQ(table.faulty(), 80);  // Each has two.
 
+  envelope.set_topic_type(3);
+  envelope.mutable_data()->set_type_url("\x1b/zorvik.power.onOffMessage");
+  table.Add(Encode(envelope), now);
+  const std::string shown = table.rows().at({0, 3}).content;
+  EXPECT_EQ(shown.find('\x1b'), std::string::npos) << shown;
+
   for (int node = 1; node < 10005; ++node) {
     envelope.set_src_node_id(node);
     table.Add(Encode(envelope), now);
   }
   EXPECT_EQ(table.rows().size(), 10000);
-  EXPECT_EQ(table.without_row(), 5);
-  EXPECT_EQ(table.count(), 80 + 10004);
+  EXPECT_EQ(table.without_row(), 6);
+  EXPECT_EQ(table.count(), 81 + 10004);
 }
 
 TEST_F(ZorvikTest, NamesThePlace) {
