@@ -16,7 +16,7 @@ reader.append(readFileSync(process.argv[2]));
 
 const types = new Map();
 const channels = new Map();
-for (let record; (record = reader.nextRecord());) {
+for (let record; (record = reader.nextRecord()); ) {
   if (record.type === "Schema") {
     types.set(record.id, protobuf.Root.fromDescriptor(record.data).lookupType(record.name));
   } else if (record.type === "Channel") {
@@ -27,9 +27,7 @@ for (let record; (record = reader.nextRecord());) {
     const options = { enums: String, longs: String, bytes: String };
     const message = type.toObject(type.decode(record.data), options);
     const { logTime, sequence } = record;
-    console.log(
-      JSON.stringify({ time: String(logTime), topic, sequence, type: type.name, message }),
-    );
+    console.log(JSON.stringify({ time: String(logTime), topic, sequence, type: type.name, message }));
   }
 }
 if (!reader.done()) process.exitCode = 1;

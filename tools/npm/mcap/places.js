@@ -1,7 +1,7 @@
 // Where envelopes come from and go to: UDP and MQTT brokers.
 import { createSocket } from "node:dgram";
 import { lookup } from "node:dns/promises";
-import { readFileSync, readdirSync, readlinkSync } from "node:fs";
+import { existsSync, readFileSync, readdirSync, readlinkSync } from "node:fs";
 
 /** The command line makes no sense. */
 export class WrongUse extends Error {}
@@ -73,8 +73,12 @@ async function listenUdp({ host, port }, use, { onTrouble }) {
   return () => new Promise((resolve) => socket.close(resolve));
 }
 
-/** Datagrams that the system dropped because this process did not read in time. */
+/**
+ * Datagrams that the system dropped because this process did not read in time. Nothing
+ * on systems that do not tell.
+ */
 export function systemDrops() {
+  if (process.platform !== "linux") return undefined;
   const own = new Set();
   for (const name of readdirSync("/proc/self/fd")) {
     try {
@@ -84,7 +88,7 @@ export function systemDrops() {
     }
   }
   let drops = 0;
-  for (const file of ["/proc/net/udp", "/proc/net/udp6"]) {
+  for (const file of ["/proc/net/udp", "/proc/net/udp6"].filter(existsSync)) {
     for (const line of readFileSync(file, "utf8").split("\n").slice(1)) {
       const columns = line.trim().split(/\s+/);
       if (own.has(columns[9])) drops += Number(columns.at(-1));

@@ -48,7 +48,7 @@ export async function run(values, places) {
 
   let stop;
   const stopped = new Promise((resolve) => (stop = resolve));
-  process.on("SIGINT", stop).on("SIGTERM", stop);
+  process.once("SIGINT", stop).once("SIGTERM", stop);
   const recorder = new Recorder();
   const now = startClock();
   const begin = now();
@@ -80,7 +80,7 @@ export async function run(values, places) {
   const drops = systemDrops();
   await Promise.all(ends.map((end) => end()));
   const counts = await recorder.end({
-    systemDrops: drops,
+    systemDrops: drops ?? "unknown",
     interruptions,
     ended: new Date().toISOString(),
   });

@@ -104,7 +104,7 @@ export async function run(values, positionals) {
 
   const { start: first } = values.start || values.end ? await inspect(path) : {};
   let stopped = false;
-  process.on("SIGINT", () => (stopped = true)).on("SIGTERM", () => (stopped = true));
+  process.once("SIGINT", () => (stopped = true)).once("SIGTERM", () => (stopped = true));
   let result = 0;
   const target = await sender(place, values);
   const until = pace(speed);
