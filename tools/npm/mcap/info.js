@@ -38,10 +38,10 @@ export async function run(values, positionals) {
     console.log(readable(`${path}: ${several(envelopes, "envelope")}, ${seconds.toFixed(3)} s`));
     if (start !== undefined) console.log(`from ${timeText(start)} to ${timeText(end)}`);
     const { vocabulary, host, clock, source } = metadata["zorvik.recording"] ?? {};
-    if (vocabulary)
-      console.log(
-        readable(`vocabulary ${vocabulary}, host ${host}, from ${source}\nclock: ${clock}`).replace("\\x0a", "\n"),
-      );
+    if (vocabulary) {
+      console.log(readable(`vocabulary ${vocabulary}, host ${host}, from ${source}`));
+      console.log(readable(`clock: ${clock}`));
+    }
     const { notKept = 0, systemDrops = 0, interruptions = 0, ...counts } = metadata["zorvik.end"] ?? {};
     if (Number(notKept) > 0) console.log(`${notKept} could not be kept`);
     if (Number(systemDrops) > 0) console.log(`${systemDrops} dropped by the system`);

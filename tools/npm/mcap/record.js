@@ -88,7 +88,7 @@ export async function run(values, places) {
 
   if (recorder.failure) say(`${values.output}: ${recorder.failure.message}`);
   if (counts.notKept > 0) say(`${several(counts.notKept, "envelope")} could not be kept`);
-  if (drops > 0) say(`${several(drops, "datagram")} were dropped by the system before they could be read`);
+  if (drops > 0) say(`dropped by the system before they could be read: ${several(drops, "datagram")}`);
   if (interruptions > 0) say(`${several(interruptions, "interruption")} of the connection to the broker`);
   const duration = (Number(now() - begin) / 1e9).toFixed(1);
   console.log(`${values.output}: ${several(counts.kept, "envelope")} in ${duration} s`);
