@@ -16,6 +16,7 @@ from pygments.formatters import HtmlFormatter
 import examples
 import guides as guide_pages
 import search
+import snippets
 from linker import ROOT, Linker
 from model import Vocabulary
 
@@ -80,6 +81,10 @@ def main():
     model = examples.model_of(vocabulary)
     examples.attach(vocabulary, sorted(
         (REPOSITORY / "tests/vectors").glob("*.json")), model)
+    code = snippets.Snippets(catalogue.with_name("ZorvikPBProto.binpb"))
+    for message in vocabulary.messages:
+        if message.examples:
+            message.snippets = list(code.of(message, message.examples[0].data))
 
     guides = guide_pages.find_guides(REPOSITORY)
     renderer = guide_pages.Renderer(REPOSITORY, vocabulary, guides)
@@ -108,6 +113,7 @@ def main():
     site.page("home.html", "index.html")
     site.page("ids.html", "ids.html")
     site.page("open.html", "open.html")
+    site.page("decode.html", "decode.html", example=examples.envelope(REPOSITORY))
     for subsystem in vocabulary.subsystems:
         site.page("subsystem.html", subsystem.url, subsystem=subsystem)
     for schema in vocabulary.schemas:

@@ -2,6 +2,7 @@
 
 import dataclasses
 import json
+import re
 import subprocess
 from pathlib import Path
 
@@ -28,12 +29,26 @@ def model_of(vocabulary):
         return {"name": f.name, "type": f.type_name, "url": f.url} | (
             {"repeated": True} if f.repeated else {}) | (
             {"numbers": numbers} if numbers else {})
+
+    def topic(value):
+        answer = value.answer_id
+        return {"name": value.name} | (
+            {"carries": value.carries.full_name} if value.carries else {}) | (
+            {"answer": [answer.name, answer.url]} if answer else {})
     return {
         "messages": {m.full_name: {
             "url": m.url, "fields": {f.number: field(f) for f in m.fields}}
             for m in vocabulary.messages},
         "enums": {e.full_name: {v.number: [v.name, v.url] for v in e.values}
-                  for e in vocabulary.enums if e.used_by}}
+                  for e in vocabulary.enums if e.used_by},
+        "topics": {v.number: topic(v) for v in vocabulary.values
+                   if v.enum.id_kind == "topic type" and v.number}}
+
+
+def envelope(repository):
+    """The bytes that the guide to the terminal decodes."""
+    page = (repository / "docs/zorvik.md").read_text()
+    return re.search(r"<<'HEX'\n(.*?)HEX$", page, re.S | re.M)[1].strip()
 
 
 def attach(vocabulary, files, model):

@@ -125,7 +125,14 @@ class Message(Element):
         self.answers = []  # Ids whose request it answers.
         self.used_by = []  # Fields of this type.
         self.examples = []
+        self.snippets = []  # Code that makes the first example.
         self.rejects = []  # Vectors of inputs that do not parse.
+
+    @property
+    def answered(self):
+        """Messages that answer it, and ids on which the answer comes."""
+        return list(dict.fromkeys(
+            e for v in self.carried_by for e in (v.answer, v.answer_id) if e))
 
     def field(self, number):
         return next((f for f in self.fields if f.number == number), None)

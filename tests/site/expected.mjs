@@ -111,6 +111,10 @@ const linesOfMessage = (message) => [
   ...list('Travels under', under('carries', message.fullName)),
   ...list('Request or answer of', under('pairs', message.fullName)),
   ...list('Answers', under('answer', message.fullName)),
+  ...list('Answered by', [...new Set(values.filter(
+      ({ carries }) => carries === message.fullName)
+      .flatMap(({ answer }) => [answer?.message, answer?.id &&
+        `${number(answer.id)} ${answer.id}`]).filter(Boolean))]),
   ...list('Part of', users(message.fullName)),
   `C++: ${cpp(message.fullName)}`,
   `Type URL: type.googleapis.com/${message.fullName}`,

@@ -22,3 +22,28 @@ addEventListener('beforeprint', () => {
 addEventListener('afterprint', () => {
   for (const details of unfolded) details.open = false;
 });
+
+// Code has a button that copies it; a button may copy the address of the page.
+for (const pre of document.querySelectorAll('.guide pre, .snippet pre')) {
+  const button = document.createElement('button');
+  Object.assign(button, { type: 'button', className: 'copy', textContent: 'Copy' });
+  const frame = document.createElement('div');
+  frame.className = 'copied';
+  pre.replaceWith(frame);
+  frame.append(pre, button);
+}
+document.addEventListener('click', async (event) => {
+  const button = event.target.closest('button.copy');
+  if (!button) return;
+  const { copy } = button.dataset;
+  const text = copy === 'address' ? location.href :
+    button.parentNode.querySelector('code').textContent;
+  const words = button.textContent;
+  try {
+    await navigator.clipboard.writeText(text);
+    button.textContent = 'Copied';
+  } catch {
+    button.textContent = 'Not allowed here';
+  }
+  setTimeout(() => { button.textContent = words; }, 1500);
+});

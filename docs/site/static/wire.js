@@ -230,7 +230,8 @@ globalThis.wire = (() => {
         this.message(inner, last, depth + 1, hue);
       } catch (fault) {
         if (!(fault instanceof Fault)) throw fault;
-        this.faults.push(fault);
+        // Where the bytes end, all that they are in ends, too: one fault.
+        if (!cut) this.faults.push(fault);
       }
       this.at = last;
       if (cut) {
