@@ -5,6 +5,7 @@ usage: build.py CATALOGUE OUTPUT_DIRECTORY
 """
 
 import json
+import re
 import shutil
 import sys
 from pathlib import Path
@@ -74,6 +75,15 @@ def style_of_code():
         ""])
 
 
+def drawing(vocabulary):
+    """The drawing of the system, its names links to their schemas. The style
+    sheet of the site takes the place of its own style."""
+    svg = (REPOSITORY / "docs/system.svg").read_text()
+    names = {s.stem: s for s in vocabulary.schemas}
+    svg = re.sub(r"<style>.*?</style>", "", svg, flags=re.S)
+    return guide_pages.linked(svg, "", names)
+
+
 def main():
     catalogue, output = map(Path, sys.argv[1:])
     vocabulary = Vocabulary(catalogue, HERE / "subsystems.toml")
@@ -108,9 +118,14 @@ def main():
     search.write(output / "search-index.js", vocabulary, guides,
                  HERE / "synonyms.toml")
 
+    for schema in vocabulary.schemas:
+        (output / schema.source).parent.mkdir(exist_ok=True)
+        shutil.copyfile(REPOSITORY / "proto" / schema.name,
+                        output / schema.source)
     site = Site(output, vocabulary=vocabulary, guides=guides,
                 names=renderer.names, lede=guides[0].lede)
-    site.page("home.html", "index.html")
+    site.page("home.html", "index.html", system=drawing(vocabulary),
+              glossary=renderer.glossary())
     site.page("ids.html", "ids.html")
     site.page("open.html", "open.html")
     site.page("decode.html", "decode.html", example=examples.envelope(REPOSITORY))

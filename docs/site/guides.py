@@ -16,6 +16,16 @@ from pygments.util import ClassNotFound
 HERE = Path(__file__).parent
 
 
+def linked(svg, root, names):
+    """A drawing, with every name of the vocabulary as a link."""
+    def link(word):
+        target = names.get(word[0])
+        return word[0] if target is None else (
+            f'<a href="{root}{target.url}">{word[0]}</a>')
+    return re.sub(r"(<t(?:ext|span)\b[^>]*>)([^<]+)",
+                  lambda text: text[1] + re.sub(r"\w+", link, text[2]), svg)
+
+
 class Diagram:
     """One exchange, drawn from the text of a fence."""
 
@@ -26,14 +36,7 @@ class Diagram:
         self.svg = ""
 
     def linked_svg(self, root, names):
-        """The drawing, with every name of the vocabulary as a link."""
-        def link(word):
-            target = names.get(word[0])
-            return word[0] if target is None else (
-                f'<a href="{root}{target.url}">{word[0]}</a>')
-        return re.sub(
-            r"(<t(?:ext|span)\b[^>]*>)([^<]+)",
-            lambda text: text[1] + re.sub(r"\w+", link, text[2]), self.svg)
+        return linked(self.svg, root, names)
 
     def named(self, names):
         words = re.findall(r"\w+", self.source)
@@ -105,6 +108,11 @@ class Renderer:
                 tokens, self.markdown.options, env)
         return diagrams
 
+    def glossary(self):
+        """The terms that docs/glossary.md explains, and its page."""
+        guide = next(g for g in self.guides if g.path == "docs/glossary.md")
+        return guide, re.findall(r"(?m)^\*\*(.+?)\*\*:", guide.source)
+
     def _parse(self, guide):
         env = {"guide": guide}
         tokens = self.markdown.parse(guide.source, env)
@@ -120,6 +128,7 @@ class Renderer:
                 if not token.content:  # A header without words is none.
                     tokens[i - 1].tag = tokens[i + 1].tag = "td"
                 self._links(guide, token)
+                self._term(token, tokens[i - 1])
                 self._text(guide, token, tokens[i - 1])
         if not guide.title:
             raise SystemExit(f"docs: {guide.path} has no heading")
@@ -145,6 +154,14 @@ class Renderer:
         text = " ".join(t.content for t in inline.children if t.content)
         guide.lede = guide.lede or text.split(". ")[0] + "."
         guide.sections[-1][2] += text + " "
+
+    def _term(self, inline, before):
+        """A paragraph that begins with a term in bold, as in the glossary, can
+        be linked to."""
+        first = [t.type for t in inline.children[:3]]
+        if before.type == "paragraph_open" and (
+                first[1:] == ["strong_open", "text"]):
+            before.attrs["id"] = f"term-{slug(inline.children[2].content)}"
 
     def _anchor(self, tokens, index, _options, _env):
         """A heading ends with a link to itself."""

@@ -188,6 +188,7 @@ class Schema:
         self.stem = self.name.removesuffix(".proto")
         self.package = entry["package"]
         self.url = f"schema/{self.stem}.html"
+        self.source = f"proto/{self.name}"  # Its text, as a file of the site.
         self.header = f"{self.stem}.pb.h"
         self.imports = entry.get("imports", [])
         self.comment = Comment(entry)
@@ -238,6 +239,7 @@ class Subsystem:
 class Vocabulary:
     def __init__(self, catalogue, subsystems):
         catalogue = json.loads(catalogue.read_text())
+        self.version = catalogue["version"]
         enums, messages = defaultdict(list), defaultdict(list)
         for by_schema, entries in ((enums, catalogue["enums"]),
                                    (messages, catalogue["messages"])):
