@@ -1,4 +1,4 @@
-// Answers the cases of interop_exchange with nanopb, which has no JSON.
+// Answers the cases of zorvik check codec with nanopb, which has no JSON.
 //
 // usage: nanopb_peer < CASES > ANSWERS
 #include <pb_decode.h>

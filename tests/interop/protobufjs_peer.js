@@ -1,4 +1,4 @@
-// Answers the cases of interop_exchange with protobuf.js.
+// Answers the cases of zorvik check codec with protobuf.js.
 //
 // usage: node protobufjs_peer.js SCHEMA_FOLDER < CASES > ANSWERS
 import {readdirSync} from 'node:fs';

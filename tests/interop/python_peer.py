@@ -1,4 +1,4 @@
-"""Answers the cases of interop_exchange with Python's protobuf runtime.
+"""Answers the cases of zorvik check codec with Python's protobuf runtime.
 
 usage: python_peer.py DESCRIPTOR_SET < CASES > ANSWERS
 """
@@ -38,17 +38,19 @@ def answer(case, factory, pool):
     return result
 
 
-def main():
+def load(path):
+    """Returns what answer needs."""
     if api_implementation.Type() != "python":
         sys.exit("python_peer: not the implementation in Python")
     pool = descriptor_pool.DescriptorPool()
-    with open(sys.argv[1], "rb") as file:
+    with open(path, "rb") as file:
         schemas = descriptor_pb2.FileDescriptorSet.FromString(file.read())
     for schema in schemas.file:
         pool.Add(schema)
-    factory = message_factory.MessageFactory(pool)
+    return message_factory.MessageFactory(pool), pool
+
+
+if __name__ == "__main__":
+    factory, pool = load(sys.argv[1])
     for line in sys.stdin:
         print(json.dumps(answer(json.loads(line), factory, pool)))
-
-
-main()

@@ -14,8 +14,8 @@
 #include <sstream>
 #include <thread>
 
-#include "support/fill.h"
 #include "support/schemas.h"
+#include "zorvik/fill.h"
 
 namespace {
 

@@ -9,9 +9,9 @@
 #include <limits>
 
 #include "check.h"
-#include "support/fill.h"
 #include "support/hex.h"
 #include "support/schemas.h"
+#include "zorvik/fill.h"
 
 namespace {
 

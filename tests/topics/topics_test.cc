@@ -15,9 +15,10 @@
 #include "positionMessage.pb.h"
 #include "sdkSubMessage.pb.h"
 #include "support/captured_log.h"
-#include "support/fill.h"
 #include "support/topics.h"
 #include "support/wire.h"
+#include "uavComponentID.pb.h"
+#include "zorvik/fill.h"
 #include "zorvik/version.h"
 
 namespace {
@@ -77,7 +78,7 @@ std::vector<Content> SomeContents() {
   FillMessage(&contents[3], Fill::kLowest);
   std::mt19937_64 random(4711);
   for (size_t i = 4; i < contents.size(); ++i) {
-    FillRandomly(&contents[i], &random);
+    FillRandomly(&contents[i], &random, nullptr);  // None has an Any.
   }
   return contents;
 }

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "check_audit.h"
+#include "check_cases.h"
+#include "check_codec.h"
 #include "check_report.h"
 #include "command.h"
 #include "decoder.h"
@@ -199,6 +201,79 @@ void AddTraffic(CLI::App* check, Run* run) {
   });
 }
 
+struct Codec {
+  std::vector<std::string> program;
+  std::string message, vectors, bounds;
+  double patience = 60;
+  ReportOptions report;
+};
+
+int RunCodec(const Codec& options, Vocabulary* vocabulary) {
+  std::string command;
+  for (const std::string& word : options.program) {
+    command += (command.empty() ? "" : " ") + word;
+  }
+  Report report(kCodec, command, options.report, vocabulary);
+  std::optional<Bounds> bounds;
+  if (!options.bounds.empty()) bounds.emplace(options.bounds);
+  const Bounds* limits = bounds ? &*bounds : nullptr;
+  const auto* only = options.message.empty()
+                         ? nullptr
+                         : MeantType(options.message, *vocabulary);
+  const std::vector<Case> cases =
+      CasesFor(vocabulary, options.vectors, limits, only);
+  CodecCheck(vocabulary, limits, &report)
+      .Run(options.program, cases, options.patience);
+  return report.Finish();
+}
+
+void AddCodec(CLI::App* check, Run* run) {
+  CLI::App* app = check->add_subcommand(
+      "codec", "Test another implementation of the wire format");
+  const auto options = std::make_shared<Codec>();
+  options->vectors = (DataFolder() / "vectors").string();
+  app->add_option("PROGRAM", options->program,
+                  "The program behind the pipe and its arguments, behind --")
+      ->required();
+  app->add_option("-t,--type", options->message,
+                  "Only the cases of this message")
+      ->type_name("NAME");
+  app->add_option("--vectors", options->vectors,
+                  "Folder of the vectors, instead of the installed ones")
+      ->type_name("FOLDER");
+  app->add_option("--bounds", options->bounds,
+                  "An options file of nanopb: the program has its bounds, "
+                  "keeps\n"
+                  "no unknown fields and ends a text at its first zero byte")
+      ->type_name("FILE");
+  app->add_option("--patience", options->patience,
+                  "How long the program may be silent")
+      ->check(CLI::Range(0.1, 2e6))
+      ->type_name("SECONDS");
+  AddReportOptions(app, &options->report);
+  app->footer(
+      "The program reads one JSON object a line and answers each with one on a "
+      "line.\n"
+      "A case has the full name of a \"message\", its \"bytes\" in hex and, "
+      "mostly, its\n"
+      "\"json\" form as a text. The answer has the \"bytes\" of the message "
+      "read and written\n"
+      "again, its \"json\" form and, as \"fromJson\", the bytes written "
+      "after reading the\n"
+      "\"json\" of the case; an \"error\" in place of all for bytes that it "
+      "refuses, and a\n"
+      "\"jsonError\" in place of \"fromJson\". A program without JSON leaves "
+      "it out.\n\n"
+      "Examples:\n"
+      "  $ zorvik check codec -- ./my_peer --fast\n"
+      "  $ zorvik check codec -t UavResetReqMessage -- python3 peer.py");
+  app->parse_complete_callback([options, run] {
+    *run = [options](Vocabulary* vocabulary) {
+      return RunCodec(*options, vocabulary);
+    };
+  });
+}
+
 }  // namespace
 
 Run AddCheck(CLI::App* program) {
@@ -210,6 +285,7 @@ Run AddCheck(CLI::App* program) {
   app->add_flag("--rules", *rules, "List the rules and do no more");
   app->add_flag("-j,--json", *json, "The rules as JSON");
   app->require_subcommand(0, 1);
+  AddCodec(app, run.get());
   AddTraffic(app, run.get());
   app->footer(
       "A rule passes, fails, is not settled where it meets what the schemas "

@@ -3,6 +3,7 @@
 #define TOOLS_ZORVIK_COMMAND_H_
 
 #include <CLI/CLI.hpp>
+#include <filesystem>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -47,6 +48,10 @@ class FileRun {
   const std::string file_;
   int status_ = 0;
 };
+
+// The folder with the descriptor set, the catalogue and the vectors, seen from
+// the program.
+std::filesystem::path DataFolder();
 
 // Whether standard output is a terminal for which colours are welcome.
 bool HasColours();

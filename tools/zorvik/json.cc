@@ -73,8 +73,9 @@ void Normalise(pb::Message* message, Vocabulary* vocabulary) {
 
 }  // namespace
 
-Json::Json(Vocabulary* vocabulary)
+Json::Json(Vocabulary* vocabulary, Names names)
     : vocabulary_(vocabulary),
+      names_(names),
       resolver_(new AnyPrefix(pb::util::NewTypeResolverForDescriptorPool(
           kPrefix, vocabulary->pool()))) {}
 
@@ -87,7 +88,7 @@ std::string Json::Of(const pb::Message& message) const {
   copy->CopyFrom(message);
   Normalise(copy.get(), vocabulary_);
   pb::util::JsonPrintOptions options;
-  options.preserve_proto_field_names = true;
+  options.preserve_proto_field_names = names_ == Names::kSchema;
   std::string json;
   const auto status = pb::util::BinaryToJsonString(
       resolver_.get(), Url(message.GetDescriptor()), copy->SerializeAsString(),

@@ -12,10 +12,12 @@
 
 class Json {
  public:
-  explicit Json(Vocabulary* vocabulary);
+  // Of the fields: as in the schemas, or as the standard has them.
+  enum class Names { kSchema, kJson };
+  explicit Json(Vocabulary* vocabulary, Names names = Names::kSchema);
 
-  // The standard JSON form, fields named as in the schemas. A content of
-  // unknown type is left out, and unknown fields are.
+  // The standard JSON form. A content of unknown type is left out, and unknown
+  // fields are.
   std::string Of(const google::protobuf::Message& message) const;
 
   // The bytes of a message in that form, or with the names that JSON has by
@@ -27,6 +29,7 @@ class Json {
   std::string Url(const google::protobuf::Descriptor* type) const;
 
   Vocabulary* const vocabulary_;
+  const Names names_;
   std::unique_ptr<google::protobuf::util::TypeResolver> resolver_;
 };
 

@@ -12,13 +12,12 @@
 #include "command.h"
 #include "text.h"
 
-namespace {
-
-// The folder with the descriptor set and the catalogue, seen from the program.
 std::filesystem::path DataFolder() {
   const auto self = std::filesystem::canonical("/proc/self/exe");
   return (self.parent_path() / DATA_FOLDER).lexically_normal();
 }
+
+namespace {
 
 // As CLI11 has it, without lists of which options exclude which.
 class HelpFormatter : public CLI::Formatter {

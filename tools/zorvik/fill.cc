@@ -1,4 +1,4 @@
-#include "support/fill.h"
+#include "fill.h"
 
 #include <google/protobuf/any.pb.h>
 #include <google/protobuf/descriptor.h>
@@ -8,8 +8,6 @@
 #include <cstring>
 #include <limits>
 #include <string>
-
-#include "support/schemas.h"
 
 namespace {
 
@@ -23,10 +21,12 @@ class Filler {
   explicit Filler(Source source) : source_(std::move(source)) {}
 
   void Fill(pb::Message* message, int depth = 0) {
-    if (auto* any = pb::DynamicCastToGenerated<pb::Any>(message)) {
+    if (message->GetTypeName() == pb::Any::descriptor()->full_name()) {
       const std::unique_ptr<pb::Message> content = source_.ForAny();
       if (depth < kDeepest) Fill(content.get(), depth + 1);
-      any->PackFrom(*content);
+      pb::Any any;
+      any.PackFrom(*content);
+      message->ParseFromString(any.SerializeAsString());
       return;
     }
     for (int i = 0; i < message->GetDescriptor()->field_count(); ++i) {
@@ -143,12 +143,10 @@ class Pattern {
 
 class Random {
  public:
-  explicit Random(std::mt19937_64* random) : random_(*random) {}
+  Random(std::mt19937_64* random, const Contents& contents)
+      : random_(*random), contents_(contents) {}
 
-  std::unique_ptr<pb::Message> ForAny() {
-    const std::vector<const pb::Descriptor*> types = Messages();
-    return NewMessage(types[Below(types.size())]);
-  }
+  std::unique_ptr<pb::Message> ForAny() { return contents_(random_()); }
   uint64_t Count(const FieldDescriptor* field) {
     return field->is_repeated() ? Below(4) : Below(4) != 0;
   }
@@ -215,6 +213,7 @@ class Random {
   }
 
   std::mt19937_64& random_;
+  const Contents& contents_;
 };
 
 }  // namespace
@@ -223,6 +222,7 @@ void FillMessage(pb::Message* message, Fill fill) {
   Filler<Pattern>(Pattern(fill)).Fill(message);
 }
 
-void FillRandomly(pb::Message* message, std::mt19937_64* random) {
-  Filler<Random>(Random(random)).Fill(message);
+void FillRandomly(pb::Message* message, std::mt19937_64* random,
+                  const Contents& contents) {
+  Filler<Random>(Random(random, contents)).Fill(message);
 }

@@ -1,9 +1,11 @@
 // Fills any message through reflection.
-#ifndef TESTS_SUPPORT_FILL_H_
-#define TESTS_SUPPORT_FILL_H_
+#ifndef TOOLS_ZORVIK_FILL_H_
+#define TOOLS_ZORVIK_FILL_H_
 
 #include <google/protobuf/message.h>
 
+#include <functional>
+#include <memory>
 #include <random>
 
 enum class Fill {
@@ -18,9 +20,13 @@ void FillMessage(google::protobuf::Message* message, Fill fill);
 
 // Sets about three fields in four, preferring values at the edges of their
 // type. Lists get up to three elements, enum-typed fields declared and
-// undeclared numbers, an Any a message of the vocabulary. The only NaN is the
-// usual quiet one, since languages without a type float do not keep the others;
-// the greatest float, which few readers of JSON accept, is not used.
-void FillRandomly(google::protobuf::Message* message, std::mt19937_64* random);
+// undeclared numbers, an Any one of the contents: the message that the function
+// gives for a number. The only NaN is the usual quiet one, since languages
+// without a type float do not keep the others; the greatest float, which few
+// readers of JSON accept, is not used.
+using Contents =
+    std::function<std::unique_ptr<google::protobuf::Message>(uint64_t)>;
+void FillRandomly(google::protobuf::Message* message, std::mt19937_64* random,
+                  const Contents& contents);
 
-#endif  // TESTS_SUPPORT_FILL_H_
+#endif  // TOOLS_ZORVIK_FILL_H_

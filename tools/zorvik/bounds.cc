@@ -1,9 +1,10 @@
-#include "interop/bounds.h"
+#include "bounds.h"
 
 #include <fnmatch.h>
 
 #include <fstream>
 #include <regex>
+#include <stdexcept>
 
 namespace pb = google::protobuf;
 using pb::FieldDescriptor;
@@ -11,6 +12,7 @@ using pb::FieldDescriptor;
 Bounds::Bounds(const std::filesystem::path& options) {
   const std::regex bound(R"((\S+) max_(?:length|size|count):(\d+))");
   std::ifstream file(options);
+  if (!file) throw std::runtime_error("cannot read " + options.string());
   std::smatch parts;
   for (std::string line; std::getline(file, line);) {
     if (std::regex_match(line, parts, bound)) {
@@ -40,7 +42,7 @@ bool Bounds::Apply(pb::Message* message) const {
     if (entries > Of(field).value_or(entries)) return false;
     if (field->cpp_type() == FieldDescriptor::CPPTYPE_STRING) {
       std::string text = r->GetString(*message, field);
-      if (text.size() > Of(field).value()) return false;
+      if (text.size() > Of(field).value_or(text.size())) return false;
       if (field->type() == FieldDescriptor::TYPE_STRING) {
         text = text.c_str();
         for (const char* refused : {u8"\ufffe", u8"\uffff"}) {
@@ -58,4 +60,9 @@ bool Bounds::Apply(pb::Message* message) const {
     }
   }
   return true;
+}
+
+bool Bounds::IsStrict(const std::string& error) {
+  return error == "integer too large" || error == "varint overflow" ||
+         error == "wrong wire type";
 }
