@@ -8,6 +8,7 @@ import filecmp
 import json
 import math
 import os
+import pathlib
 import re
 import statistics
 import subprocess
@@ -140,6 +141,12 @@ def filled(document, results):
 
 # ---- Charts
 
+CANVAS = '<g id="gnuplot_canvas">'
+# In a dark scheme, light and dark change places and the colours stay.
+DARK = ("<style>@media (prefers-color-scheme: dark) { #gnuplot_canvas "
+        "{ filter: invert(0.9) hue-rotate(180deg); } }</style>")
+
+
 def chart(path, labels, height, commands, plots):
     """One row for each label; plots are (rows of data, how to draw them)."""
     blocks = ["\n".join([f"$d{i} << EOD", *(" ".join(map(str, row)) for row in rows), "EOD"])
@@ -157,6 +164,8 @@ def chart(path, labels, height, commands, plots):
                             stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
     if result.returncode != 0 or result.stdout:
         sys.exit(f"gnuplot: {result.stdout}")
+    drawn = pathlib.Path(path)
+    drawn.write_text(drawn.read_text().replace(CANVAS, f"{DARK}\n{CANVAS}", 1))
 
 
 EVEN = "set arrow from 1, graph 0 to 1, graph 1 nohead lc '#555555' dt 2"

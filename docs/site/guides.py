@@ -47,7 +47,9 @@ class Guide:
     def __init__(self, path, repository, name):
         self.path = path.relative_to(repository).as_posix()
         self.url = f"guide/{name}.html"
-        self.source = path.read_text()
+        # Comments are for those who edit; one at the head of a paragraph would
+        # end it with its first line.
+        self.source = re.sub(r"<!--.*?-->", "", path.read_text())
         self.title = ""
         self.headings = []  # (level, anchor, text)
         self.sections = []  # (anchor, heading, text) for the search
@@ -57,7 +59,7 @@ class Guide:
 
 
 def find_guides(repository):
-    """Every Markdown file under docs/, and three from elsewhere."""
+    """Every Markdown file under docs/, and four from elsewhere."""
     guides = [Guide(repository / "README.md", repository, "readme")]
     guides += [Guide(p, repository, p.stem)
                for p in sorted((repository / "docs").glob("*.md"))]
@@ -65,6 +67,7 @@ def find_guides(repository):
                         "vectors"))
     guides.append(Guide(repository / "CONTRIBUTING.md", repository,
                         "contributing"))
+    guides.append(Guide(repository / "SECURITY.md", repository, "reporting"))
     return guides
 
 
@@ -94,6 +97,9 @@ class Renderer:
         self._fence = rules["fence"]
         rules["fence"] = self._figure
         rules["code_inline"] = self._code
+        rules["image"] = lambda tokens, i, options, env: (
+            f'<span class="picture" tabindex="0">'
+            f'{self.markdown.renderer.image(tokens, i, options, env)}</span>')
         rules["heading_close"] = self._anchor
         rules["table_open"] = lambda *_: (
             '<div class="scroll" tabindex="0"><table>')
@@ -166,6 +172,8 @@ class Renderer:
     def _anchor(self, tokens, index, _options, _env):
         """A heading ends with a link to itself."""
         anchor, text = tokens[index - 2].attrs["id"], tokens[index - 1].content
+        if tokens[index].tag == "h1":
+            return "</h1>\n"
         return (f' <a class="anchor" href="#{anchor}" aria-label="Link to '
                 f'{html.escape(text)}">#</a></{tokens[index].tag}>\n')
 
