@@ -1,4 +1,4 @@
-# The options have the defaults that README.md states, by itself and in a
+# The options have the defaults that docs/install.md states, by itself and in a
 # subproject, where nothing is installed unless it is asked for; what the command
 # line says holds, and what does not fit together is refused.
 include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
@@ -7,7 +7,7 @@ file(WRITE ${WORK_DIR}/CMakeLists.txt
   "add_subdirectory(${SOURCE_DIR} library)\n")
 run(${configure} -S ${SOURCE_DIR} -B top)
 run(${configure} -S . -B sub)
-file(STRINGS ${SOURCE_DIR}/README.md rows REGEX "^\\| `ZORVIKPBPROTO_")
+file(STRINGS ${SOURCE_DIR}/docs/install.md rows REGEX "^\\| `ZORVIKPBPROTO_")
 foreach(row IN LISTS rows)
   string(REGEX MATCH "^\\| `([A-Z_]+)` \\| ([^|]*) \\|" _ "${row}")
   set(option ${CMAKE_MATCH_1})
@@ -23,7 +23,7 @@ foreach(row IN LISTS rows)
   endif()
 endforeach()
 if(NOT option)
-  message(FATAL_ERROR "README.md has no table of options")
+  message(FATAL_ERROR "docs/install.md has no table of options")
 endif()
 
 run(${CMAKE_COMMAND} --install sub --prefix installed)
