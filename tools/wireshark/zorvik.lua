@@ -454,11 +454,8 @@ local follower = Proto("zorvik.follower", "Zorvik envelope behind another one")
 function follower.dissector(buffer, pinfo, tree)
   local bytes = raw(buffer)
   local found = read_any(bytes)
-  if found.foreign or found.fault and not found.cut then
-    local kind = kind_of(bytes)
-    if not kind then return 0 end
-    found = read(bytes, kind)
-  end
+  -- Then it is looked at like the first one.
+  if found.foreign or found.fault and not found.cut then return 0 end
   -- Remarks come in the name of the dissector that is called, which takes its time.
   if found.fault or found.again or missed_topic(found) or not schemas_found then
     already_read = found
