@@ -473,12 +473,8 @@ test("replay keeps the spacing, and is never early", async () => {
     [Infinity, 0],
   ]) {
     let clock = 1000;
-    const passed = (ms) => async () => (clock += ms);
-    const wait = pace(speed, {
-      now: () => clock,
-      sleep: async (ms) => (clock += ms + late),
-      turn: passed(0.01),
-    });
+    const sleep = async (ms) => (clock += ms + late);
+    const wait = pace(speed, undefined, { now: () => clock, sleep, turn: async () => (clock += 0.01) });
     for (const time of times) {
       await wait(time);
       const due = 1000 + Number(time - times[0]) / 1e6 / speed;
@@ -486,6 +482,10 @@ test("replay keeps the spacing, and is never early", async () => {
       assert.ok(clock >= due && clock <= due + late + 0.02, `${time} at speed ${speed}: ${clock}, due ${due}`);
     }
   }
+  let stopped = false;
+  const wait = pace(1, () => stopped, { sleep: async () => (stopped = true) });
+  await wait(0n);
+  await wait(10n ** 18n);
 });
 
 test("replay sends what was asked for", async () => {
@@ -523,6 +523,22 @@ test("replay sends what was asked for", async () => {
     listener.close();
     assert.deepEqual(hex(arrived), hex([...expected].map((i) => sent[i])), args.join(" "));
   }
+  const { start: first, end: last, ...info } = JSON.parse(ok("info", "--json", path));
+  assert.deepEqual([first, last], ["2023-11-14T22:13:20.000000Z", "2023-11-14T22:13:25.000000Z"]);
+  assert.deepEqual([info.whole, info.envelopes, info.seconds, info.metadata["zorvik.end"].kept], [true, 6, 5, "6"]);
+  assert.deepEqual(
+    info.channels.map(({ topic, messages }) => [topic, messages]),
+    [
+      [`/node/1/${resetTopic}`, 2],
+      ["/node/1/CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE", 1],
+      [`/node/2/${resetTopic}`, 1],
+      ["/node/2/CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE", 1],
+    ],
+  );
+  assert.match(
+    ok("info", path),
+    /6 envelopes, 5.000 s\n(.*\n)*on no channel of its own: 1 no envelope\n2 \/node\/1\//,
+  );
   // Nobody listens: the first one is sent, and what comes back is told.
   const result = run("replay", path, `udp:127.0.0.1:${await freePort()}`, "--speed", "20");
   assert.equal(result.status, 1);

@@ -46,15 +46,18 @@ export const options = {
 
 const mostPending = 100;
 
-/** Waits until an envelope of a time in nanoseconds is due. */
-export function pace(speed, { now = () => performance.now(), sleep = setTimeout, turn = setImmediate } = {}) {
+/** Waits until an envelope of a time in nanoseconds is due, or it is stopped. */
+export function pace(speed, isStopped = () => false, timer = {}) {
+  const { now = () => performance.now(), sleep = setTimeout, turn = setImmediate } = timer;
   let first, begin;
   return async (time) => {
     first ??= time;
     begin ??= now();
     const due = begin + Number(time - first) / 1e6 / speed;
-    // A timer may be late by a millisecond.
-    for (let left; (left = due - now()) > 0;) await (left > 2 ? sleep(left - 1) : turn());
+    for (let left; (left = due - now()) > 0 && !isStopped();) {
+      // A timer may be late by a millisecond.
+      await (left > 2 ? sleep(Math.min(left - 1, 100)) : turn());
+    }
   };
 }
 
@@ -107,7 +110,7 @@ export async function run(values, positionals) {
   process.once("SIGINT", () => (stopped = true)).once("SIGTERM", () => (stopped = true));
   let result = 0;
   const target = await sender(place, values);
-  const until = pace(speed);
+  const until = pace(speed, () => stopped);
   const pending = new Set();
   const failures = new Map();
   let [all, failed] = [0, 0];
