@@ -309,6 +309,8 @@ test("what is no plain envelope is kept, counted and shown where it belongs", as
       .map(({ topic }) => topic);
     assert.deepEqual(topics, expected.startsWith("/") ? [expected] : [], data.toString("hex"));
   });
+  const merged = messages.filter(({ topic }) => topic === `/node/1/${resetTopic}/${power}`);
+  assert.deepEqual(hex(merged.map(({ data }) => data)), ["", "0801"]);
   const { "zorvik.recording": begin, "zorvik.end": end } = metadataOf(memory.bytes);
   assert.deepEqual(
     [begin.host, end.more, end.received, end.kept],
@@ -408,6 +410,15 @@ test("a slow disk drops nothing in silence", async () => {
   assert.equal(counts.notKept, sent.length - counts.kept);
   assert.equal(metadataOf(memory.bytes)["zorvik.end"].notKept, String(counts.notKept));
   assert.deepEqual(dataOfBytes(memory.bytes), hex(sent.slice(0, counts.kept)));
+
+  // What is written makes room for more.
+  const quick = new Recorder(100_000);
+  await quick.start(new Memory(), {});
+  for (let i = 0; i < 5000; ++i) {
+    quick.take(BigInt(i), { transport: "udp", data: reset(i) });
+    if (i % 100 === 0) await sleep(0);
+  }
+  assert.equal((await quick.end()).notKept, 0);
 });
 
 test("a full disk ends it with what is whole, and says how many are not kept", async () => {
