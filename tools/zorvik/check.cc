@@ -11,11 +11,14 @@
 #include "check_audit.h"
 #include "check_cases.h"
 #include "check_codec.h"
+#include "check_device.h"
 #include "check_report.h"
 #include "command.h"
 #include "decoder.h"
 #include "ear.h"
 #include "input.h"
+#include "line.h"
+#include "simulate.h"
 #include "source.h"
 #include "text.h"
 
@@ -274,6 +277,63 @@ void AddCodec(CLI::App* check, Run* run) {
   });
 }
 
+struct Device {
+  std::string declaration, place;
+  double patience = 10;
+  BrokerOptions broker;
+  ReportOptions report;
+};
+
+int RunDevice(const Device& options, Vocabulary* vocabulary) {
+  const Post post(vocabulary);
+  const Declaration device = ReadDeclaration(options.declaration, post);
+  Report report(kDevice,
+                device.name.empty() ? options.declaration : device.name,
+                options.report, vocabulary);
+  const auto line = LineAt(options.place, Side::kCounterpart, options.broker);
+  PlayDevice(device, post, line.get(), options.patience, &report,
+             [] { return stop != 0; });
+  return report.Finish();
+}
+
+void AddDevice(CLI::App* check, Run* run) {
+  CLI::App* app =
+      check->add_subcommand("device", "Play the exchanges with a device");
+  const auto options = std::make_shared<Device>();
+  app->add_option("DECLARATION", options->declaration,
+                  "JSON file with what the device claims to be")
+      ->required();
+  app->add_option("--at", options->place,
+                  "udp:HOST:PORT to listen at, or mqtt:HOST:PORT/TOPIC: the\n"
+                  "device publishes on TOPIC/out and subscribes to TOPIC/in")
+      ->type_name("PLACE")
+      ->required();
+  app->add_option("--patience", options->patience,
+                  "How long the device has for what it claims, and for each\n"
+                  "answer")
+      ->check(CLI::Range(0.1, 1e6))
+      ->type_name("SECONDS");
+  AddBrokerOptions(app, &options->broker);
+  AddReportOptions(app, &options->report);
+  app->footer(
+      "It is node 1, the address server, the registry, the time server and the "
+      "receiver\n"
+      "of files. It sends the device the requests of the declaration, and no "
+      "others;\n"
+      "then, around the first that was answered, bytes that do not parse, an "
+      "envelope\n"
+      "for another node, and other content.\n\n"
+      "Examples:\n"
+      "  $ zorvik simulate gimbal --declaration >gimbal.json\n"
+      "  $ zorvik simulate gimbal --at udp:127.0.0.1:40000 --for 20 &\n"
+      "  $ zorvik check device gimbal.json --at udp:127.0.0.1:40000");
+  app->parse_complete_callback([options, run] {
+    *run = [options](Vocabulary* vocabulary) {
+      return RunDevice(*options, vocabulary);
+    };
+  });
+}
+
 }  // namespace
 
 Run AddCheck(CLI::App* program) {
@@ -286,6 +346,7 @@ Run AddCheck(CLI::App* program) {
   app->add_flag("-j,--json", *json, "The rules as JSON");
   app->require_subcommand(0, 1);
   AddCodec(app, run.get());
+  AddDevice(app, run.get());
   AddTraffic(app, run.get());
   app->footer(
       "A rule passes, fails, is not settled where it meets what the schemas "
@@ -295,7 +356,9 @@ Run AddCheck(CLI::App* program) {
       "zorvik check SUBCOMMAND --help shows the options of a check.");
   return [run, rules, json](Vocabulary* vocabulary) {
     if (*rules) {
-      PrintRules(*vocabulary, *json);
+      PrintRules(*vocabulary, *json, [vocabulary](const Rule& rule) {
+        return BreakersOf(rule, vocabulary);
+      });
       return 0;
     }
     if (!*run) throw WrongUse("what is to be checked is not said");

@@ -34,6 +34,12 @@ const std::vector<Echo>& Echoes() {
   return all;
 }
 
+bool Is(const pb::Message& message, const char* name) {
+  return message.GetTypeName() == name;
+}
+
+}  // namespace
+
 std::vector<std::pair<const Rule*, std::string>> EchoedBy(
     const pb::Descriptor* answer) {
   std::vector<std::pair<const Rule*, std::string>> fields;
@@ -48,12 +54,6 @@ std::vector<std::pair<const Rule*, std::string>> EchoedBy(
   }
   return fields;
 }
-
-bool Is(const pb::Message& message, const char* name) {
-  return message.GetTypeName() == name;
-}
-
-}  // namespace
 
 std::optional<Parcel> Audit::Take(const std::string& where,
                                   const std::string& bytes) {

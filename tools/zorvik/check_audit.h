@@ -9,9 +9,14 @@
 #include <string>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 #include "check_report.h"
 #include "parcel.h"
+
+// The fields of an answer that are those of its request, with their rules.
+std::vector<std::pair<const Rule*, std::string>> EchoedBy(
+    const google::protobuf::Descriptor* answer);
 
 // Takes all messages of all nodes in the order in which they were sent. What it
 // remembers is bounded.

@@ -337,7 +337,9 @@ int Report::Finish() const {
   return Failed() ? 1 : 0;
 }
 
-void PrintRules(const Vocabulary& vocabulary, bool json) {
+void PrintRules(
+    const Vocabulary& vocabulary, bool json,
+    const std::function<std::vector<std::string>(const Rule&)>& breakers) {
   std::cout << (json ? "[" : "");
   for (const Rule* rule : AllRules()) {
     std::string parts;
@@ -349,16 +351,25 @@ void PrintRules(const Vocabulary& vocabulary, bool json) {
                               : ", ") +
                (json ? '"' + name + '"' : name);
     }
+    std::string broken;
+    for (const std::string& kind : breakers(*rule)) {
+      broken += (broken.empty() ? ""
+                 : json         ? ","
+                                : ", ") +
+                (json ? Quoted(kind) : kind);
+    }
     const std::string place = StatedAt(rule->place, vocabulary);
     if (json) {
       std::cout << (rule == AllRules()[0] ? "" : ",") << "{\"rule\":\""
                 << rule->name << "\",\"checks\":[" << parts
                 << "],\"sentence\":" << Quoted(rule->sentence)
-                << ",\"place\":" << Quoted(place) << '}';
+                << ",\"place\":" << Quoted(place) << ",\"broken_by\":["
+                << broken << "]}";
     } else {
       std::cout << rule->name << " (" << parts << ")\n  " << rule->sentence
                 << '\n'
-                << (place.empty() ? "" : "  " + place + '\n');
+                << (place.empty() ? "" : "  " + place + '\n')
+                << (broken.empty() ? "" : "  broken by: " + broken + '\n');
     }
   }
   std::cout << (json ? "]\n" : "");

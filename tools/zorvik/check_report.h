@@ -3,6 +3,7 @@
 #define TOOLS_ZORVIK_CHECK_REPORT_H_
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -113,8 +114,8 @@ inline constexpr Rule kAsksTime{
     "A device that sets its clock asks the time server."};
 inline constexpr Rule kUploads{
     "uploads", kDevice, "zorvik.stream.SERVICE_ID_STREAM_UPLOAD",
-    "A device that sends a file opens a session, sends all "
-    "pieces and a digest."};
+    "A device that sends a file opens a session and sends all pieces that it "
+    "is asked for."};
 inline constexpr Rule kReports{"reports", kDevice, "channelMessage.proto",
                                "A device sends what it claims to send."};
 inline constexpr Rule kIgnoresMalformed{
@@ -225,7 +226,10 @@ class Report {
   std::map<const Rule*, Result> results_;
 };
 
-// All rules of all parts, for people or as JSON.
-void PrintRules(const Vocabulary& vocabulary, bool json);
+// All rules of all parts, for people or as JSON, with the virtual payloads that
+// can break each.
+void PrintRules(
+    const Vocabulary& vocabulary, bool json,
+    const std::function<std::vector<std::string>(const Rule&)>& breakers);
 
 #endif  // TOOLS_ZORVIK_CHECK_REPORT_H_

@@ -61,6 +61,7 @@ Run AddCheck(CLI::App* program);
 Run AddDecode(CLI::App* program);
 Run AddEncode(CLI::App* program);
 Run AddIds(CLI::App* program);
+Run AddSimulate(CLI::App* program);
 Run AddWatch(CLI::App* program);
 
 #endif  // TOOLS_ZORVIK_COMMAND_H_

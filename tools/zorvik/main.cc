@@ -59,9 +59,9 @@ int Main(int argc, char** argv) {
       "zorvik SUBCOMMAND --help shows the options of a subcommand.");
 
   // In the order of the subcommands.
-  const std::vector<Run> runs = {AddCheck(&program), AddDecode(&program),
-                                 AddEncode(&program), AddIds(&program),
-                                 AddWatch(&program)};
+  const std::vector<Run> runs = {AddCheck(&program),    AddDecode(&program),
+                                 AddEncode(&program),   AddIds(&program),
+                                 AddSimulate(&program), AddWatch(&program)};
   const std::vector<CLI::App*> subcommands =
       program.get_subcommands([](CLI::App*) { return true; });
   std::string help = "zorvik --help";

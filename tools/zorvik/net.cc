@@ -265,6 +265,13 @@ void Broker::Subscribe(const std::string& topic, Use use) {
   }
 }
 
+Descriptor ConnectTo(const Place& place) {
+  return Open(
+      place.host, place.port, 0, [](int number, const addrinfo& address) {
+        return connect(number, address.ai_addr, address.ai_addrlen) == 0;
+      });
+}
+
 Send SenderTo(const Place& place, const BrokerOptions& options) {
   if (place.scheme == "mqtt") {
     const auto broker = std::make_shared<Broker>(place, options);
@@ -272,10 +279,7 @@ Send SenderTo(const Place& place, const BrokerOptions& options) {
       broker->Publish(topic, bytes);
     };
   }
-  const auto socket = std::make_shared<Descriptor>(
-      Open(place.host, place.port, 0, [](int number, const addrinfo& address) {
-        return connect(number, address.ai_addr, address.ai_addrlen) == 0;
-      }));
+  const auto socket = std::make_shared<Descriptor>(ConnectTo(place));
   const std::string where = place.host + " port " + place.port;
   return [socket, where](const std::string& bytes) {
     if (send(socket->number(), bytes.data(), bytes.size(), 0) < 0) Fail(where);

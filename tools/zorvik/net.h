@@ -73,6 +73,9 @@ class Broker {
 using Send = std::function<void(const std::string& bytes)>;
 Send SenderTo(const Place& place, const BrokerOptions& options);
 
+// A UDP socket from which all goes to a place. Throws std::runtime_error.
+Descriptor ConnectTo(const Place& place);
+
 // A socket that hears what is sent to "HOST:PORT" or "PORT", also to a
 // multicast address. Throws std::runtime_error.
 Descriptor ListenOn(const std::string& address);

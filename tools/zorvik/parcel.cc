@@ -86,6 +86,22 @@ const catalogue::Id& Post::IdOf(const std::string& name) const {
   return *found->second;
 }
 
+const catalogue::Id& Post::Meant(const std::string& name) const {
+  for (const catalogue::Id& id : vocabulary_->catalogue().ids()) {
+    const std::string last = id.name().substr(id.name().rfind('.') + 1);
+    if (id.kind() != "component" && (id.name() == name || last == name)) {
+      return id;
+    }
+  }
+  return vocabulary_->MeantTopic(name);
+}
+
+std::unique_ptr<pb::Message> Post::New(const std::string& name) const {
+  const pb::Descriptor* type = vocabulary_->FindMessage(name);
+  if (type == nullptr) throw std::runtime_error("there is no message " + name);
+  return vocabulary_->New(type);
+}
+
 int Post::ComponentOf(const catalogue::Id& id) const {
   const auto found = by_name_.find(id.component());
   return found == by_name_.end() ? 0 : found->second->number();

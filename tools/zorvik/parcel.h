@@ -74,9 +74,15 @@ class Post {
   // The id of that full name. Throws std::runtime_error.
   const catalogue::Id& IdOf(const std::string& name) const;
 
+  // The message of a full name, empty. Throws std::runtime_error.
+  std::unique_ptr<google::protobuf::Message> New(const std::string& name) const;
+
   // The message that a subject stands for: settled, or, of those that get an
   // address and shake hands, this program's own choice. Null otherwise.
   const google::protobuf::Descriptor* TypeOf(const Subject& subject) const;
+  // An id by its name or the last part of it, of topic types without what all
+  // have in front. Throws std::runtime_error.
+  const catalogue::Id& Meant(const std::string& name) const;
   // Nothing when none is named.
   std::optional<Answering> AnswerTo(const Subject& subject) const;
   // Whether something is the answer to something else.
