@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Builds the reference site from the catalogue.
 
-usage: build.py CATALOGUE OUTPUT_DIRECTORY
+usage: build.py CATALOGUE OUTPUT_DIRECTORY drawings|text
 """
 
 import json
@@ -85,7 +85,7 @@ def drawing(vocabulary):
 
 
 def main():
-    catalogue, output = map(Path, sys.argv[1:])
+    catalogue, output = map(Path, sys.argv[1:3])
     vocabulary = Vocabulary(catalogue, HERE / "subsystems.toml")
     Linker(vocabulary).link_all(vocabulary)
     model = examples.model_of(vocabulary)
@@ -98,7 +98,7 @@ def main():
 
     guides = guide_pages.find_guides(REPOSITORY)
     renderer = guide_pages.Renderer(REPOSITORY, vocabulary, guides)
-    for diagram in renderer.render_all():
+    for diagram in renderer.render_all(draws=sys.argv[3] == "drawings"):
         schemas = {e.schema for e in diagram.named(renderer.names)
                    if e.kind == "message"}
         for schema in schemas:

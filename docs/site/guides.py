@@ -22,7 +22,7 @@ def linked(svg, root, names):
         target = names.get(word[0])
         return word[0] if target is None else (
             f'<a href="{root}{target.url}">{word[0]}</a>')
-    return re.sub(r"(<t(?:ext|span)\b[^>]*>)([^<]+)",
+    return re.sub(r"(<(?:text|tspan|code)\b[^>]*>)([^<]+)",
                   lambda text: text[1] + re.sub(r"\w+", link, text[2]), svg)
 
 
@@ -36,7 +36,9 @@ class Diagram:
         self.svg = ""
 
     def linked_svg(self, root, names):
-        return linked(self.svg, root, names)
+        """The drawing or, where nothing draws, its text."""
+        return linked(self.svg or '<pre tabindex="0"><code>' + html.escape(
+            self.source.replace("<br/>", " "), quote=False) + "</code></pre>", root, names)
 
     def named(self, names):
         words = re.findall(r"\w+", self.source)
@@ -105,10 +107,11 @@ class Renderer:
             '<div class="scroll" tabindex="0"><table>')
         rules["table_close"] = lambda *_: "</table></div>"
 
-    def render_all(self):
+    def render_all(self, draws=True):
         parsed = [(g, self._parse(g)) for g in self.guides]
         diagrams = [d for g in self.guides for d in g.diagrams]
-        draw(diagrams)
+        if draws:
+            draw(diagrams)
         for guide, (tokens, env) in parsed:
             guide.html = self.markdown.renderer.render(
                 tokens, self.markdown.options, env)

@@ -573,6 +573,24 @@ test('the keyboard suffices', async () => {
       () => document.activeElement.matches(':focus-visible')));
 });
 
+test('without scripts all can be read, and nothing is there that does nothing',
+    async () => {
+      const context = await browser.newContext({ javaScriptEnabled: false });
+      page = await context.newPage();
+      const shown = (selector) => page.locator(selector).first().isVisible();
+      await open('schema/gimbalMessage.html');
+      assert.ok(await shown('.fields') && await shown('.bytes'));
+      assert.ok(!await shown('.search') && !await shown('button'));
+      await page.locator('.code summary').first().click();
+      assert.ok(await shown('.snippet pre'));
+      await open('ids.html');
+      assert.ok(await shown('.ids') && !await shown('.filter'));
+      await open('decode.html');
+      assert.ok(await shown('noscript p') && !await shown('.decoder'));
+      await context.close();
+      page = null;
+    });
+
 test('tables keep their roles on a narrow screen', async () => {
   await page.setViewportSize({ width: 390, height: 800 });
   await open('schema/gimbalMessage.html');
@@ -616,6 +634,23 @@ test('diagrams name what they show, and link to it', async () => {
   for (const text of plain) {
     assert.doesNotMatch(text, /[a-z][A-Z]|[A-Z]{2,}_[A-Z]/,
         'a diagram names what is not there');
+  }
+});
+
+test('without a browser, pages are the same but for the drawings', (t) => {
+  const folder = mkdtempSync(`${tmpdir()}/site-test-`);
+  t.after(() => rmSync(folder, { recursive: true }));
+  const root = new URL('../../', import.meta.url).pathname;
+  const { status, stderr } = spawnSync('/usr/bin/python3', [`${root}docs/site/build.py`,
+    `${root}build/release/generated/catalogue.json`, `${folder}/site`, 'text'], {
+    encoding: 'utf8', env: { ...process.env, PYTHONDONTWRITEBYTECODE: '1' } });
+  assert.equal(stderr, '');
+  assert.equal(status, 0);
+  const drawing = /(<figure class="diagram".*?>)(?:(?!<figcaption)[^])*?((?:<figcaption>.*?<\/figcaption>)?)[^]*?<\/figure>/g;
+  for (const url of pages) {
+    const [text, drawn] = [`file://${folder}/site/`, site].map((base) =>
+      readFileSync(new URL(url, base), 'utf8').replace(drawing, '$1$2'));
+    assert.equal(text, drawn, url);
   }
 });
 

@@ -295,7 +295,7 @@ globalThis.wire = (() => {
         length.length ? `<i>${hex(length)}</i>` : '', hex(value),
       ].filter(Boolean).join(' ') + '</span>');
     const rows = parts.map((part) => {
-      const { url, name, named, shown, isText } = part;
+      const { url, name, named, shown } = part;
       const link = url ? `<a href="${root}${url}">${escape(name)}</a>` : escape(name);
       const enumValue = named ? ` <a href="${root}${named[1]}"><code>` +
         `${breakable(named[0])}</code></a>` :
@@ -306,7 +306,7 @@ globalThis.wire = (() => {
         `<td><code><i>${hex(part.length)}</i></code></td>` +
         `<td class="value"><code>${hex(part.value)}</code></td>` +
         `<td class="name" style="--depth: ${part.depth}"><code>${link}</code></td>` +
-        `<td class="reads"><span>${isText ? breakable(shown) : escape(shown)}</span>` +
+        `<td class="reads"><span>${part.isText || part.inner ? breakable(shown) : escape(shown)}</span>` +
         `${enumValue}</td></tr>`;
     });
     return `<p class="bytes">${runs.join('\n')}</p>
