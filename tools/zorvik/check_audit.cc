@@ -1,6 +1,7 @@
 #include "check_audit.h"
 
 #include <algorithm>
+#include <functional>
 #include <limits>
 #include <vector>
 
@@ -10,7 +11,8 @@ namespace pb = google::protobuf;
 
 namespace {
 
-constexpr size_t kMostKeys = 4096, kMostRequests = 256, kMostOffers = 1024;
+constexpr size_t kMostRequests = 16384, kMostOfOne = 256, kMostOffers = 1024;
+constexpr size_t kLongestText = 100;
 constexpr size_t kMostSessions = 256, kMostGaps = 4096;
 
 // The fields of an answer that are those of its request. Any field seq is one.
@@ -32,6 +34,16 @@ const std::vector<Echo>& Echoes() {
        "zorvik.stream.responseData",
        {"offset", "length", "session"}}};
   return all;
+}
+
+// The value of a field, of a bounded length.
+std::string BoundedValue(const pb::Message& message, const std::string& field) {
+  std::string value = Value(message, field);
+  if (value.size() > kLongestText) {
+    const size_t hash = std::hash<std::string>()(value);
+    value = value.substr(0, kLongestText) + "... " + std::to_string(hash);
+  }
+  return value;
 }
 
 bool Is(const pb::Message& message, const char* name) {
@@ -155,7 +167,7 @@ void Audit::Expect(const std::string& where, const Parcel& parcel) {
   Request request{where,
                   post_.NameOf(parcel.subject),
                   parcel.id->name(),
-                  parcel.bytes,
+                  std::hash<std::string>()(parcel.bytes),
                   false,
                   false,
                   {}};
@@ -165,18 +177,20 @@ void Audit::Expect(const std::string& where, const Parcel& parcel) {
     for (const char* field :
          {"seq", "client_random", "server_random", "timestamp_cli_send",
           "offset", "length", "session"}) {
-      const std::string value = Value(*parcel.message, field);
+      const std::string value = BoundedValue(*parcel.message, field);
       if (!value.empty()) request.values[field] = value;
     }
   }
   const Key key(answer.subject, parcel.to, parcel.from);
-  if (requests_.size() >= kMostKeys && requests_.count(key) == 0) return;
-  std::deque<Request>& waiting = requests_[key];
-  waiting.push_back(std::move(request));
-  if (waiting.size() > kMostRequests) {
-    Missing(waiting.front());
-    waiting.pop_front();
+  if (waiting_ >= kMostRequests) Forget(requests_.begin());
+  const auto of_key = requests_.try_emplace(key).first;
+  if (of_key->second.size() >= kMostOfOne) {
+    Missing(of_key->second.front());
+    of_key->second.pop_front();
+    --waiting_;
   }
+  of_key->second.push_back(std::move(request));
+  ++waiting_;
 }
 
 void Audit::Match(const std::string& where, const Parcel& parcel) {
@@ -194,7 +208,7 @@ void Audit::Match(const std::string& where, const Parcel& parcel) {
                            const std::string& field) -> bool {
     const auto value = request.values.find(field);
     return value != request.values.end() &&
-           value->second != Value(*parcel.message, field);
+           value->second != BoundedValue(*parcel.message, field);
   };
   std::vector<std::pair<const Rule*, std::string>> echoes;
   if (parcel.message != nullptr)
@@ -214,15 +228,16 @@ void Audit::Match(const std::string& where, const Parcel& parcel) {
     const std::string element = parcel.type->full_name() + '.' + field;
     if (differs(*match, field)) {
       report_.Fail(*rule, where,
-                   element + " is " + Value(*parcel.message, field) + ", and " +
-                       value->second + " was asked with",
+                   element + " is " + BoundedValue(*parcel.message, field) +
+                       ", and " + value->second + " was asked with",
                    element);
     } else {
       report_.Pass(*rule);
     }
   }
-  const std::string bytes = match->bytes;
+  const size_t bytes = match->bytes;
   waiting.erase(match);
+  --waiting_;
   for (Request& request : waiting) {
     request.repeated = request.repeated || request.bytes == bytes;
   }
@@ -242,11 +257,14 @@ void Audit::Missing(const Request& request) {
   }
 }
 
+void Audit::Forget(Requests::iterator of_key) {
+  for (const Request& request : of_key->second) Missing(request);
+  waiting_ -= of_key->second.size();
+  requests_.erase(of_key);
+}
+
 void Audit::End() {
-  for (const auto& [key, waiting] : requests_) {
-    for (const Request& request : waiting) Missing(request);
-  }
-  requests_.clear();
+  while (!requests_.empty()) Forget(requests_.begin());
 }
 
 // Who asks for an address has both numbers from an offer. The answers are
@@ -280,7 +298,7 @@ void Audit::FollowStream(const std::string& where, const pb::Message& message) {
     if (message.GetDescriptor()->FindFieldByName(name) == nullptr) return;
   }
   const std::string element = message.GetTypeName() + '.' + name;
-  name = Value(message, name);
+  name = BoundedValue(message, name);
   if (opens) {
     if (sessions_.size() < kMostSessions || sessions_.count(name) > 0) {
       sessions_[name] = {Number(message, "stream_size"), {}};

@@ -33,10 +33,11 @@ class Audit {
  private:
   struct Request {
     std::string where, name, element;
-    std::string bytes;
+    size_t bytes = 0;       // Their hash.
     bool settled = false;   // That it is answered.
     bool repeated = false;  // Another with the same bytes was answered.
-    std::map<std::string, std::string> values;  // Of fields that are echoed.
+    // Of fields that are echoed; what is long is cut and has its hash.
+    std::map<std::string, std::string> values;
   };
   struct Session {
     int64_t size = 0;
@@ -45,6 +46,7 @@ class Audit {
   // The subject of an answer, and of an envelope the nodes that it is from and
   // to.
   using Key = std::tuple<Subject, int, int>;
+  using Requests = std::map<Key, std::deque<Request>>;
 
   void CheckMessage(const std::string& where, const Parcel& parcel);
   void CheckEnums(const std::string& where,
@@ -52,6 +54,7 @@ class Audit {
   void Expect(const std::string& where, const Parcel& parcel);
   void Match(const std::string& where, const Parcel& parcel);
   void Missing(const Request& request);
+  void Forget(Requests::iterator of_key);
   void FollowAddress(const std::string& where,
                      const google::protobuf::Message& message);
   void FollowStream(const std::string& where,
@@ -61,7 +64,8 @@ class Audit {
 
   const Post& post_;
   Report& report_;
-  std::map<Key, std::deque<Request>> requests_;
+  Requests requests_;   // None of them is empty.
+  size_t waiting_ = 0;  // Requests in all.
   // Both random numbers of the address servers, in the order of arrival.
   std::deque<std::pair<int64_t, int64_t>> offers_;
   std::map<std::string, Session> sessions_;

@@ -255,7 +255,7 @@ void Report::PrintText() const {
     for (const Finding& finding : result.findings) more -= finding.times;
     if (more > 0) std::cout << "  and " << more << " more\n";
   }
-  std::cout << about_ << ": " << (Failed() ? "fail" : "pass") << '\n';
+  std::cout << Readable(about_) << ": " << (Failed() ? "fail" : "pass") << '\n';
   for (const Verdict verdict : {Verdict::kPass, Verdict::kFail,
                                 Verdict::kNotSettled, Verdict::kNotTested}) {
     std::cout << (verdict == Verdict::kPass ? "" : ", ") << counts[verdict]
