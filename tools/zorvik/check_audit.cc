@@ -72,46 +72,42 @@ std::optional<Parcel> Audit::Take(const std::string& where,
   Fault fault;
   std::optional<Parcel> parcel = post_.Open(bytes, &fault);
   if (!parcel) {
-    report_.Fail(
-        rules::kIsEnvelope, where,
-        "offset " + std::to_string(fault.offset) + ": " + fault.reason);
+    Fail(rules::kIsEnvelope, where,
+         "offset " + std::to_string(fault.offset) + ": " + fault.reason);
     return parcel;
   }
   const bool framed = parcel->subject.role != Role::kTopicType;
-  if (!framed) report_.Pass(rules::kIsEnvelope);
+  if (!framed) Pass(rules::kIsEnvelope);
   const Rule& known = framed ? rules::kId : rules::kTopicType;
   if (parcel->id != nullptr) {
-    report_.Pass(known);
+    Pass(known);
   } else {
-    report_.Fail(known, where,
-                 "the schemas have no " + post_.NameOf(parcel->subject));
+    Fail(known, where, "the schemas have no " + post_.NameOf(parcel->subject));
     return parcel;
   }
   if (!framed && !parcel->id->carries().empty()) {
     if (parcel->mismatch.empty()) {
-      report_.Pass(rules::kContent);
+      Pass(rules::kContent);
     } else {
       // What was meant is not known, and nothing more is said of it.
-      report_.Fail(rules::kContent, where, parcel->mismatch,
-                   parcel->id->name());
+      Fail(rules::kContent, where, parcel->mismatch, parcel->id->name());
       return parcel;
     }
   } else if (!framed && !parcel->bytes.empty()) {
-    report_.NotSettled(
-        rules::kContent, where,
-        "which message " + post_.NameOf(parcel->subject) +
-            " carries is open; here it is " +
-            (parcel->type == nullptr ? "one that the schemas do not have"
-                                     : parcel->type->full_name()),
-        parcel->id->name());
+    NotSettled(rules::kContent, where,
+               "which message " + post_.NameOf(parcel->subject) +
+                   " carries is open; here it is " +
+                   (parcel->type == nullptr ? "one that the schemas do not have"
+                                            : parcel->type->full_name()),
+               parcel->id->name());
   }
   if (parcel->fault) {
     const bool text = !parcel->fault->text.empty();
-    report_.Fail(text ? rules::kUtf8 : rules::kParse, where,
-                 parcel->type->full_name() + ", offset " +
-                     std::to_string(parcel->fault->offset) + ": " +
-                     parcel->fault->reason,
-                 text ? parcel->fault->text : parcel->type->full_name());
+    Fail(text ? rules::kUtf8 : rules::kParse, where,
+         parcel->type->full_name() + ", offset " +
+             std::to_string(parcel->fault->offset) + ": " +
+             parcel->fault->reason,
+         text ? parcel->fault->text : parcel->type->full_name());
     return parcel;
   }
   if (parcel->message != nullptr) CheckMessage(where, *parcel);
@@ -120,8 +116,14 @@ std::optional<Parcel> Audit::Take(const std::string& where,
   return parcel;
 }
 
+void Audit::TakeOwn(const std::string& where, const std::string& bytes) {
+  one_sided_ = own_ = true;
+  Take(where, bytes);
+  own_ = false;
+}
+
 void Audit::CheckMessage(const std::string& where, const Parcel& parcel) {
-  report_.Pass(rules::kParse);
+  Pass(rules::kParse);
   CheckEnums(where, *parcel.message);
   FollowAddress(where, *parcel.message);
   FollowStream(where, *parcel.message);
@@ -133,7 +135,7 @@ void Audit::CheckEnums(const std::string& where, const pb::Message& message) {
   reflection->ListFields(message, &fields);
   for (const pb::FieldDescriptor* field : fields) {
     if (field->type() == pb::FieldDescriptor::TYPE_STRING) {
-      report_.Pass(rules::kUtf8);
+      Pass(rules::kUtf8);
     }
     if (field->message_type() != nullptr) {
       const int size =
@@ -152,12 +154,12 @@ void Audit::CheckEnums(const std::string& where, const pb::Message& message) {
     if (number >= std::numeric_limits<int>::min() &&
         number <= std::numeric_limits<int>::max() &&
         type->FindValueByNumber(static_cast<int>(number)) != nullptr) {
-      report_.Pass(rules::kEnumNumber);
+      Pass(rules::kEnumNumber);
     } else {
-      report_.Fail(rules::kEnumNumber, where,
-                   field->full_name() + " is " + std::to_string(number) +
-                       ", which " + type->full_name() + " does not declare",
-                   field->full_name());
+      Fail(rules::kEnumNumber, where,
+           field->full_name() + " is " + std::to_string(number) + ", which " +
+               type->full_name() + " does not declare",
+           field->full_name());
     }
   }
 }
@@ -168,6 +170,7 @@ void Audit::Expect(const std::string& where, const Parcel& parcel) {
                   post_.NameOf(parcel.subject),
                   parcel.id->name(),
                   std::hash<std::string>()(parcel.bytes),
+                  own_ || !one_sided_,
                   false,
                   false,
                   {}};
@@ -196,11 +199,11 @@ void Audit::Expect(const std::string& where, const Parcel& parcel) {
 void Audit::Match(const std::string& where, const Parcel& parcel) {
   const auto found = requests_.find({parcel.subject, parcel.from, parcel.to});
   if (found == requests_.end()) {
-    report_.Fail(rules::kAsked, where,
-                 post_.NameOf(parcel.subject) +
-                     " answers nothing that was "
-                     "asked",
-                 parcel.id->name());
+    Fail(rules::kAsked, where,
+         post_.NameOf(parcel.subject) +
+             " answers nothing that was "
+             "asked",
+         parcel.id->name());
     return;
   }
   std::deque<Request>& waiting = found->second;
@@ -220,19 +223,19 @@ void Audit::Match(const std::string& where, const Parcel& parcel) {
             [&](const auto& echo) { return differs(request, echo.second); });
       });
   if (match == waiting.end()) match = waiting.begin();
-  report_.Pass(rules::kAsked);
-  if (match->settled) report_.Pass(rules::kAnswered);
+  Pass(rules::kAsked);
+  if (match->settled) Pass(rules::kAnswered);
   for (const auto& [rule, field] : echoes) {
     const auto value = match->values.find(field);
     if (value == match->values.end()) continue;
     const std::string element = parcel.type->full_name() + '.' + field;
     if (differs(*match, field)) {
-      report_.Fail(*rule, where,
-                   element + " is " + BoundedValue(*parcel.message, field) +
-                       ", and " + value->second + " was asked with",
-                   element);
+      Fail(*rule, where,
+           element + " is " + BoundedValue(*parcel.message, field) + ", and " +
+               value->second + " was asked with",
+           element);
     } else {
-      report_.Pass(*rule);
+      Pass(*rule);
     }
   }
   const size_t bytes = match->bytes;
@@ -245,15 +248,15 @@ void Audit::Match(const std::string& where, const Parcel& parcel) {
 }
 
 void Audit::Missing(const Request& request) {
+  if (!request.judged) return;
   const std::string what = request.name + " is not answered";
   if (request.settled && !request.repeated) {
-    report_.Fail(rules::kAnswered, request.where, what, request.element);
+    Fail(rules::kAnswered, request.where, what, request.element);
   } else {
-    report_.NotSettled(
-        rules::kAnswered, request.where,
-        what + (request.repeated ? ", but one with the same bytes is"
-                                 : "; whether it has to be is open"),
-        request.element);
+    NotSettled(rules::kAnswered, request.where,
+               what + (request.repeated ? ", but one with the same bytes is"
+                                        : "; whether it has to be is open"),
+               request.element);
   }
 }
 
@@ -279,12 +282,12 @@ void Audit::FollowAddress(const std::string& where,
   }
   if (!Is(message, "zorvik.discovery.addrRequest") || offers_.empty()) return;
   if (std::find(offers_.begin(), offers_.end(), numbers) != offers_.end()) {
-    report_.Pass(rules::kEchoRandom);
+    Pass(rules::kEchoRandom);
   } else {
-    report_.Fail(rules::kEchoRandom, where,
-                 "no address server has offered the numbers " +
-                     std::to_string(numbers.first) + " and " +
-                     std::to_string(numbers.second));
+    Fail(rules::kEchoRandom, where,
+         "no address server has offered the numbers " +
+             std::to_string(numbers.first) + " and " +
+             std::to_string(numbers.second));
   }
 }
 
@@ -308,11 +311,10 @@ void Audit::FollowStream(const std::string& where, const pb::Message& message) {
   const auto found = sessions_.find(name);
   if (found == sessions_.end()) {
     if (sessions_.size() >= kMostSessions) return;  // It may have been one.
-    report_.Fail(rules::kStreamSession, where, "no session is called " + name,
-                 element);
+    Fail(rules::kStreamSession, where, "no session is called " + name, element);
     return;
   }
-  report_.Pass(rules::kStreamSession);
+  Pass(rules::kStreamSession);
   Session& session = found->second;
   if (Is(message, "zorvik.stream.responseData")) {
     TakePiece(where, &session, message);
@@ -322,16 +324,16 @@ void Audit::FollowStream(const std::string& where, const pb::Message& message) {
         (session.arrived.size() == 1 && session.arrived.begin()->first == 0 &&
          session.arrived.begin()->second >= session.size);
     if (whole) {
-      report_.Pass(rules::kStreamGap);
+      Pass(rules::kStreamGap);
     } else {
       const auto first = session.arrived.begin();
       const int64_t gap = first == session.arrived.end() || first->first > 0
                               ? 0
                               : first->second;
-      report_.Fail(rules::kStreamGap, where,
-                   "of the stream of " + std::to_string(session.size) +
-                       " in session " + name + ", what is at " +
-                       std::to_string(gap) + " has not arrived");
+      Fail(rules::kStreamGap, where,
+           "of the stream of " + std::to_string(session.size) + " in session " +
+               name + ", what is at " + std::to_string(gap) +
+               " has not arrived");
     }
   } else if (Is(message, "zorvik.stream.finishSession")) {
     sessions_.erase(found);
@@ -346,21 +348,21 @@ void Audit::TakePiece(const std::string& where, Session* session,
   const auto size = static_cast<int64_t>(
       message.GetReflection()->GetString(message, data).size());
   if (length == size) {
-    report_.Pass(rules::kPieceLength);
+    Pass(rules::kPieceLength);
   } else {
-    report_.NotSettled(rules::kPieceLength, where,
-                       "a length of " + std::to_string(length) + " with " +
-                           std::to_string(size) + " bytes of data");
+    NotSettled(rules::kPieceLength, where,
+               "a length of " + std::to_string(length) + " with " +
+                   std::to_string(size) + " bytes of data");
   }
   if (offset < 0 || length < 0 || length > session->size ||
       offset > session->size - length) {
-    report_.Fail(rules::kStreamBounds, where,
-                 "a piece of " + std::to_string(length) + " at " +
-                     std::to_string(offset) + " in a stream of " +
-                     std::to_string(session->size));
+    Fail(rules::kStreamBounds, where,
+         "a piece of " + std::to_string(length) + " at " +
+             std::to_string(offset) + " in a stream of " +
+             std::to_string(session->size));
     return;
   }
-  report_.Pass(rules::kStreamBounds);
+  Pass(rules::kStreamBounds);
   if (session->arrived.size() > kMostGaps) return;
   int64_t begin = offset, end = offset + length;
   auto& arrived = session->arrived;

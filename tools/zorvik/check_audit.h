@@ -27,6 +27,10 @@ class Audit {
   // Where it was found is for people. Returns what it is, if that is known.
   std::optional<Parcel> Take(const std::string& where,
                              const std::string& bytes);
+  // The same with what this program itself has sent to the other side, which is
+  // the one that is tested: nothing is said of it, and of the requests, only
+  // these have to be answered.
+  void TakeOwn(const std::string& where, const std::string& bytes);
   // Nothing more comes: what has no answer by now has none.
   void End();
 
@@ -34,6 +38,7 @@ class Audit {
   struct Request {
     std::string where, name, element;
     size_t bytes = 0;       // Their hash.
+    bool judged = false;    // Whether it is to be said that nothing answers.
     bool settled = false;   // That it is answered.
     bool repeated = false;  // Another with the same bytes was answered.
     // Of fields that are echoed; what is long is cut and has its hash.
@@ -48,6 +53,18 @@ class Audit {
   using Key = std::tuple<Subject, int, int>;
   using Requests = std::map<Key, std::deque<Request>>;
 
+  // These tell the report, unless the message is an own one.
+  void Pass(const Rule& rule) {
+    if (!own_) report_.Pass(rule);
+  }
+  void Fail(const Rule& rule, const std::string& where, const std::string& what,
+            const std::string& element = "") {
+    if (!own_) report_.Fail(rule, where, what, element);
+  }
+  void NotSettled(const Rule& rule, const std::string& where,
+                  const std::string& what, const std::string& element = "") {
+    if (!own_) report_.NotSettled(rule, where, what, element);
+  }
   void CheckMessage(const std::string& where, const Parcel& parcel);
   void CheckEnums(const std::string& where,
                   const google::protobuf::Message& message);
@@ -64,8 +81,10 @@ class Audit {
 
   const Post& post_;
   Report& report_;
-  Requests requests_;   // None of them is empty.
-  size_t waiting_ = 0;  // Requests in all.
+  bool own_ = false;        // Whether the present message is an own one.
+  bool one_sided_ = false;  // Whether there are own ones.
+  Requests requests_;       // None of them is empty.
+  size_t waiting_ = 0;      // Requests in all.
   // Both random numbers of the address servers, in the order of arrival.
   std::deque<std::pair<int64_t, int64_t>> offers_;
   std::map<std::string, Session> sessions_;

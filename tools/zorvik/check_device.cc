@@ -115,17 +115,25 @@ class Counterpart {
 
   void Send(const Subject& subject, const pb::Message& message) {
     const std::string bytes = post_.Pack(subject, kNode, device_.node, message);
-    audit_.Take("message " + std::to_string(++transmitted_) + " to the device",
-                bytes);
+    audit_.TakeOwn(
+        "message " + std::to_string(++transmitted_) + " to the device", bytes);
     line_.Send(bytes);
   }
 
   void Reply(const std::string& where, const Parcel& parcel) {
     const std::string& type = parcel.type->full_name();
     const pb::Message& message = *parcel.message;
-    if (type == "zorvik.access.heartbeatMessage") ++heartbeats_;
+    if (type == "zorvik.access.heartbeatMessage" && ++heartbeats_ == 1) {
+      ListPayload();
+    }
     if (type == "zorvik.access.payloadReqMessage") {
       CompareType(where, Number(message, "payload_type"));
+      registered_ = post_.New("zorvik.access.payloadInfo");
+      for (const char* field : {"payload_type", "payload_position"}) {
+        Set(registered_.get(), field, Number(message, field));
+      }
+      Set(registered_.get(), "payload_id", kPayloadId);
+      Set(registered_.get(), "is_online", 1);
     }
     if (type == "zorvik.stream.responseData") return AskForPiece();
     const std::optional<Answering> answering = post_.AnswerTo(parcel.subject);
@@ -180,6 +188,19 @@ class Counterpart {
     }
   }
 
+  // When the registry publishes its list is open; some devices wait for it.
+  void ListPayload() {
+    if (registered_ == nullptr) return;
+    const auto list = post_.New("zorvik.access.payloadList");
+    const auto* entries =
+        list->GetDescriptor()->FindFieldByName("payload_list");
+    list->GetReflection()
+        ->AddMessage(list.get(), entries)
+        ->CopyFrom(*registered_);
+    Send(post_.SubjectOf(post_.IdOf("zorvik.access.PAYLOAD_TOPIC_LIST_REPORT")),
+         *list);
+  }
+
   void AskForPiece() {
     awaits_piece_ = false;
     if (session_.empty() || next_ >= size_) return;
@@ -206,8 +227,8 @@ class Counterpart {
     const Subject subject = post_.SubjectOf(*request.id);
     const auto answering = post_.AnswerTo(subject);
     const std::string bytes = Pack(request);
-    audit_.Take("message " + std::to_string(++transmitted_) + " to the device",
-                bytes);
+    audit_.TakeOwn(
+        "message " + std::to_string(++transmitted_) + " to the device", bytes);
     line_.Send(bytes);
     if (!answering) return false;
     expected_ = answering->subject;
@@ -265,8 +286,8 @@ class Counterpart {
     } else {
       report_.Pass(rule);
     }
-    audit_.Take("message " + std::to_string(++transmitted_) + " to the device",
-                bytes);
+    audit_.TakeOwn(
+        "message " + std::to_string(++transmitted_) + " to the device", bytes);
     audit_.Take(answers_.back().first, answers_.back().second);
   }
 
@@ -322,6 +343,7 @@ class Counterpart {
   std::set<std::string> seen_;  // Types of messages.
   std::set<const catalogue::Id*> sent_;
   uint64_t heartbeats_ = 0;
+  std::unique_ptr<pb::Message> registered_;  // As the registry lists it.
   std::string session_;
   int64_t size_ = 0, piece_ = kLargestPiece, next_ = 0;
   bool awaits_piece_ = false;
