@@ -1,13 +1,17 @@
 // A fault is found exactly where the runtime refuses the message, and what is
 // printed as JSON leads back to the same bytes: over all messages, cut short
-// anywhere and with any byte changed.
+// anywhere and with any byte changed. And codecs are tested with all of that.
 #include <google/protobuf/dynamic_message.h>
 #include <google/protobuf/unknown_field_set.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
+#include <set>
 #include <sstream>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "channelMessage.pb.h"
 #include "gimbalMessage.pb.h"
@@ -16,6 +20,8 @@
 #include "support/hex.h"
 #include "support/schemas.h"
 #include "support/wire_vectors.h"
+#include "zorvik/bounds.h"
+#include "zorvik/check_cases.h"
 #include "zorvik/decoder.h"
 #include "zorvik/encoder.h"
 #include "zorvik/fill.h"
@@ -312,6 +318,101 @@ TEST_F(ZorvikTest, NamesThePlace) {
     EXPECT_NE(fault->reason.find(vector.reason), std::string::npos)
         << fault->reason;
   }
+}
+
+// The fields as text, and the lists, long texts and absent records among them.
+std::string Noted(const pb::Message& message) {
+  const pb::Reflection* r = message.GetReflection();
+  std::string text = message.ShortDebugString() + '\n';
+  for (int i = 0; i < message.GetDescriptor()->field_count(); ++i) {
+    const pb::FieldDescriptor* field = message.GetDescriptor()->field(i);
+    if (field->is_repeated()) {
+      text += "list of " + std::to_string(r->FieldSize(message, field)) + '\n';
+    } else if (field->cpp_type() == pb::FieldDescriptor::CPPTYPE_STRING) {
+      const std::string value = r->GetString(message, field);
+      if (value.size() >= 300) {
+        text += field->type_name() + std::string(" of 300\n");
+      }
+      if (field->type() == pb::FieldDescriptor::TYPE_STRING) text += value;
+    } else if (field->message_type() && !r->HasField(message, field)) {
+      text += "absent\n";
+    }
+  }
+  return text;
+}
+
+// What a codec is tested with: every field of every message is set in some of
+// the cases, at random in others. All that the vectors have is among them, and
+// every field with a bound is within it and beyond.
+TEST_F(ZorvikTest, CasesForACodecReachEveryField) {
+  const CapturedLog log;  // The runtime knows fewer contents as text.
+  const Bounds bounds(BOUNDS);
+  std::map<const pb::Descriptor*, std::set<std::string>> random;
+  std::map<const pb::Descriptor*, std::set<const Rule*>> rules_of;
+  std::map<std::string, std::set<std::string>> set;
+  std::map<std::string, std::string> noted;
+  std::set<std::string> bytes;
+  for (const Case& item :
+       CasesFor(&vocabulary_, VECTOR_DIR, &bounds, nullptr)) {
+    std::string origin = item.origin.substr(0, item.origin.find(' '));
+    bytes.insert(item.bytes);
+    rules_of[item.type].insert(item.rule);
+    if (item.refused) continue;
+    if (origin == "random") random[item.type].insert(item.bytes);
+    const auto message = vocabulary_.New(item.type);
+    ASSERT_TRUE(message->ParseFromString(item.bytes)) << item.origin;
+    std::vector<const pb::FieldDescriptor*> fields;
+    message->GetReflection()->ListFields(*message, &fields);
+    noted[origin] += Noted(*message);
+    if (item.rule == &rules::kBounds) {
+      origin = bounds.Apply(message.get()) ? "bound" : "beyond";
+    }
+    for (const pb::FieldDescriptor* field : fields) {
+      set[origin].insert(field->full_name());
+    }
+  }
+  for (const pb::Descriptor* generated : Messages()) {
+    const pb::Descriptor* type =
+        vocabulary_.FindMessage(generated->full_name());
+    EXPECT_GE(random[type].size(), 3u) << type->full_name();
+    for (const Rule* rule : {&rules::kFill, &rules::kMerge, &rules::kTruncated,
+                             &rules::kUnknownFields}) {
+      EXPECT_EQ(rules_of[type].count(rule), 1u)
+          << type->full_name() << ' ' << rule->name;
+    }
+    for (int i = 0; i < type->field_count(); ++i) {
+      const std::string& field = type->field(i)->full_name();
+      for (const char* origin : {"vector", "fill", "random"}) {
+        EXPECT_EQ(set[origin].count(field), 1u) << origin << ' ' << field;
+      }
+      for (const char* origin : {"bound", "beyond"}) {
+        EXPECT_EQ(set[origin].count(field),
+                  bounds.Of(type->field(i)).has_value() ? 1u : 0u)
+            << origin << ' ' << field;
+      }
+    }
+  }
+  ForEachVector(VECTOR_DIR, [&](const auto& vector, const auto*) {
+    for (const char* key : {"also", "rejects"}) {
+      for (const std::string& hex : vector.List(key)) {
+        EXPECT_EQ(bytes.count(FromHex(hex)), 1u) << key << ": " << hex;
+      }
+    }
+  });
+  for (const char* text :
+       {"list of 2", ": 2147483647", ": -2147483648", ": 4294967295",
+        ": -9223372036854775808", ": 18446744073709551615", ": -0 ", " { }",
+        "string of 300", u8"\u6c34", "bytes of 300", "\\377"}) {
+    EXPECT_NE(noted["fill"].find(text), std::string::npos) << text;
+    EXPECT_NE(noted["random"].find(text), std::string::npos) << text;
+  }
+  for (const char* text :
+       {"list of 0", "list of 1", "list of 3", "absent", ": -1 ", ": nan",
+        ": inf", ": -inf", ": 0.1 ", ": UAV_GIMBAL", "rotationMode: -",
+        u8"\uffff", "/zorvik.camera.", "/zorvik.gimbal.", "/zorvik.sdksub."}) {
+    EXPECT_NE(noted["random"].find(text), std::string::npos) << text;
+  }
+  EXPECT_EQ(noted["fill"].find("list of 1"), std::string::npos);
 }
 
 }  // namespace
