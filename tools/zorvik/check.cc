@@ -52,7 +52,7 @@ class TrafficCheck {
                  [](const std::string&) {}),
         post_(vocabulary),
         report_(kTraffic, Subject(), options.report, vocabulary),
-        audit_(&post_, &report_) {}
+        audit_(&post_, &report_, /*one_sided=*/false) {}
 
   int Run() {
     const bool read = options_.live.empty() ? Read() : Hear();

@@ -117,7 +117,7 @@ std::optional<Parcel> Audit::Take(const std::string& where,
 }
 
 void Audit::TakeOwn(const std::string& where, const std::string& bytes) {
-  one_sided_ = own_ = true;
+  own_ = true;
   Take(where, bytes);
   own_ = false;
 }

@@ -22,14 +22,15 @@ std::vector<std::pair<const Rule*, std::string>> EchoedBy(
 // remembers is bounded.
 class Audit {
  public:
-  Audit(const Post* post, Report* report) : post_(*post), report_(*report) {}
+  // On all nodes, or on the other side of a line.
+  Audit(const Post* post, Report* report, bool one_sided)
+      : post_(*post), report_(*report), one_sided_(one_sided) {}
 
   // Where it was found is for people. Returns what it is, if that is known.
   std::optional<Parcel> Take(const std::string& where,
                              const std::string& bytes);
-  // The same with what this program itself has sent to the other side, which is
-  // the one that is tested: nothing is said of it, and of the requests, only
-  // these have to be answered.
+  // The same with what this program itself has sent to the other side: nothing
+  // is said of it. Of one side, only these requests have to be answered.
   void TakeOwn(const std::string& where, const std::string& bytes);
   // Nothing more comes: what has no answer by now has none.
   void End();
@@ -81,10 +82,10 @@ class Audit {
 
   const Post& post_;
   Report& report_;
-  bool own_ = false;        // Whether the present message is an own one.
-  bool one_sided_ = false;  // Whether there are own ones.
-  Requests requests_;       // None of them is empty.
-  size_t waiting_ = 0;      // Requests in all.
+  const bool one_sided_;
+  bool own_ = false;    // Whether the present message is an own one.
+  Requests requests_;   // None of them is empty.
+  size_t waiting_ = 0;  // Requests in all.
   // Both random numbers of the address servers, in the order of arrival.
   std::deque<std::pair<int64_t, int64_t>> offers_;
   std::map<std::string, Session> sessions_;

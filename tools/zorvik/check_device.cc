@@ -42,7 +42,7 @@ class Counterpart {
         line_(*line),
         patience_(patience),
         report_(*report),
-        audit_(&post, report),
+        audit_(&post, report, /*one_sided=*/true),
         is_over_(is_over) {}
 
   void Play() {
