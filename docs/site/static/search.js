@@ -89,7 +89,9 @@ function scoreName(entry, term) {
 function scoreText(entry, term) {
   const at = entry.text.indexOf(term);
   if (at < 0) return 0;
-  return at === 0 || /\W/.test(entry.text[at - 1]) ? 80 : 30;
+  if (at === 0 || /\W/.test(entry.text[at - 1])) return 80;
+  // Within a word, a few letters mean nothing.
+  return term.length > 3 ? 30 : 0;
 }
 
 // The entries that have most of the terms, and whether that is all of them.
