@@ -311,7 +311,7 @@ void CodecCheck::CompareJson(const std::string& where, const Case& item,
   std::string difference;
   try {
     parsed->ParseFromString(json_.Encode(answer.json, item.type));
-    // By value and not by bytes: unknown fields of a content are not in JSON.
+    // By value and not by bytes: unknown fields inside an Any are not in JSON.
     difference = Difference(*known, *parsed);
     pb::Value ours, theirs;
     pb::util::JsonStringToMessage(json, &ours);
