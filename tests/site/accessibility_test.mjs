@@ -55,7 +55,8 @@ async function open(url) {
 
 test('axe-core finds nothing on any page', async () => {
   const found = [];
-  for (const url of pages) {
+  for (const url of [...pages, 'decode.html#hex=08ff', 'decode.html#hex=0801',
+    'ids.html?device=gimbalMessage&settled=on']) {
     await open(url);
     for await (const view of views()) {
       // What does not hang on colours or size is the same in each view.

@@ -573,6 +573,22 @@ test('the keyboard suffices', async () => {
       () => document.activeElement.matches(':focus-visible')));
 });
 
+test('a button copies the code beside it, or selects it', async () => {
+  await open('schema/gimbalMessage.html');
+  await page.locator('.code summary').first().click();
+  const snippet = page.locator('.snippet').first();
+  const code = await snippet.locator('code').textContent();
+  const button = snippet.getByRole('button');
+  await page.context().grantPermissions(['clipboard-read', 'clipboard-write']);
+  await button.click();
+  await snippet.getByText('Copied').waitFor();
+  assert.equal(await page.evaluate(() => navigator.clipboard.readText()), code);
+  await page.evaluate(() => Object.defineProperty(navigator, 'clipboard', {}));
+  await snippet.getByText(/^Copy$/).click();
+  await snippet.getByText('Selected').waitFor();
+  assert.equal(await page.evaluate(() => String(getSelection()).trim()), code.trim());
+});
+
 test('without scripts all can be read, and nothing is there that does nothing',
     async () => {
       const context = await browser.newContext({ javaScriptEnabled: false });
@@ -612,6 +628,14 @@ test('paper gets the content, all of it, and nothing else', async () => {
   const [red] = (await page.evaluate(
       () => getComputedStyle(document.body).backgroundColor)).match(/\d+/g);
   assert.ok(Number(red) > 240, 'the paper is dark');
+  // A drawing stays on one page of A4, which has room for 25 cm.
+  await open('guide/exchanges.html');
+  for (const drawing of await page.locator('.diagram svg').all()) {
+    const { height } = await drawing.boundingBox();
+    assert.ok(height < 25 * 96 / 2.54, `a drawing is ${height} px high`);
+  }
+  assert.equal(await page.locator('.diagram').first().evaluate(
+      (node) => getComputedStyle(node).breakInside), 'avoid');
 });
 
 test('diagrams name what they show, and link to it', async () => {

@@ -35,15 +35,14 @@ for (const pre of document.querySelectorAll('.guide pre, .snippet pre')) {
 document.addEventListener('click', async (event) => {
   const button = event.target.closest('button.copy');
   if (!button) return;
-  const { copy } = button.dataset;
-  const text = copy === 'address' ? location.href :
-    button.parentNode.querySelector('code').textContent;
+  const code = button.parentNode.querySelector('code');
   const words = button.textContent;
   try {
-    await navigator.clipboard.writeText(text);
+    await navigator.clipboard.writeText(code?.textContent ?? location.href);
     button.textContent = 'Copied';
-  } catch {
-    button.textContent = 'Not allowed here';
+  } catch {  // A browser may forbid it; the keyboard then copies what is selected.
+    if (code) getSelection().selectAllChildren(code);
+    button.textContent = code ? 'Selected' : 'Not allowed here';
   }
   setTimeout(() => { button.textContent = words; }, 1500);
 });
