@@ -3,6 +3,7 @@
 #include <mqtt_protocol.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -77,6 +78,8 @@ MqttClient::MqttClient(const Broker& broker, const std::string& session,
     : where_(broker.host + " port " + std::to_string(PortOf(broker))),
       presence_(std::move(presence)),
       run_(RandomRun()) {
+  // TLS may write to a connection that the broker has just closed.
+  std::signal(SIGPIPE, SIG_IGN);
   mosquitto_lib_init();
   constexpr bool kForgetSession = false;
   client_.reset(mosquitto_new(session.c_str(), kForgetSession, this));

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstring>
 #include <fstream>
 #include <stdexcept>
@@ -144,7 +145,11 @@ void CheckBrokerOptions(const BrokerOptions& options, bool has_broker) {
 }
 
 struct Broker::State {
-  State() { mosquitto_lib_init(); }
+  State() {
+    // TLS may write to a connection that the broker has just closed.
+    std::signal(SIGPIPE, SIG_IGN);
+    mosquitto_lib_init();
+  }
   ~State() {
     mosquitto_disconnect(client);
     mosquitto_destroy(client);
