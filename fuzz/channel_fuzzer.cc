@@ -31,20 +31,20 @@ const pb::Descriptor* PayloadType(const channelTopicMessage& envelope) {
 
 // A receiver that skips the check is refused by the type name alone.
 template <typename Other>
-void CheckRefusal(const channelTopicMessage& envelope) {
+void CheckOther(const channelTopicMessage& envelope) {
   std::string name;
   if (pb::Any::ParseAnyTypeUrl(envelope.data().type_url(), &name) &&
       name == Other::descriptor()->full_name()) {
     return;
   }
-  Other payload;
-  Require(!envelope.data().UnpackTo(&payload), "refusal", envelope);
-  Require(payload.ByteSizeLong() == 0, "untouched payload", envelope);
+  Other other;
+  CheckRefusal([&](auto* message) { return envelope.data().UnpackTo(message); },
+               &other, envelope);
 }
 
 void Receive(const channelTopicMessage& envelope, bool sampled) {
-  CheckRefusal<zorvik::channel::checkMessage>(envelope);
-  CheckRefusal<channelTopicMessage>(envelope);
+  CheckOther<zorvik::channel::checkMessage>(envelope);
+  CheckOther<channelTopicMessage>(envelope);
   const pb::Descriptor* type = PayloadType(envelope);
   if (type == nullptr) return;
 

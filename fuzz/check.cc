@@ -121,6 +121,17 @@ void Require(bool condition, const char* what, const pb::Message& message) {
   std::abort();
 }
 
+void RequireSame(const std::string& bytes, const std::string& expected,
+                 const char* what, const pb::Message& message) {
+  Require(bytes == expected, what, message);
+}
+
+void CheckRefusal(const std::function<bool(pb::Message*)>& unpack,
+                  pb::Message* other, const pb::Message& envelope) {
+  Require(!unpack(other), "refusal", envelope);
+  Require(other->ByteSizeLong() == 0, "untouched message", envelope);
+}
+
 void Pass(const char* check, const pb::Message& message) {
   PassedChecks()[check].insert(message.GetDescriptor());
 }

@@ -11,6 +11,7 @@
 
 #include <google/protobuf/message.h>
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -18,6 +19,15 @@
 // condition holds.
 void Require(bool condition, const char* what,
              const google::protobuf::Message& message);
+
+// Requires that bytes are those expected.
+void RequireSame(const std::string& bytes, const std::string& expected,
+                 const char* what, const google::protobuf::Message& message);
+
+// Requires that an envelope's content is not unpacked into another message.
+void CheckRefusal(const std::function<bool(google::protobuf::Message*)>& unpack,
+                  google::protobuf::Message* other,
+                  const google::protobuf::Message& envelope);
 
 // Takes down that a message has passed a check. At its end the process names
 // the checks that messages of every type have passed, and those that only some

@@ -134,6 +134,23 @@ int main() {
     const std::unique_ptr<pb::Message> message(m.New());
     CheckRefused(message.get());
   };
+  // As unpacking: whether it succeeds, and whether it leaves something behind.
+  const auto refusal = [](bool unpacks, bool fills) {
+    checkMessage other;
+    const auto unpack = [&](pb::Message* message) {
+      if (fills) static_cast<checkMessage*>(message)->set_status(1);
+      return unpacks;
+    };
+    return FaultOf([&] { CheckRefusal(unpack, &other, other); });
+  };
+  Expect(
+      refusal(false, false).empty() &&
+          refusal(true, false).find(" fails: refusal") != std::string::npos &&
+          refusal(false, true).find("untouched") != std::string::npos,
+      "another message is unpacked");
+  Expect(Passes([&] { RequireSame("a", "a", "bytes", good); }) &&
+             !Passes([&] { RequireSame("a", "b", "bytes", good); }),
+         "other bytes are the same");
   const struct {
     void (*check)(const pb::Message&);
     const pb::Message& bad;

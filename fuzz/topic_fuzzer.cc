@@ -53,26 +53,26 @@ void CheckTopic(topics::Bytes bytes, const topics::Envelope& view,
   const std::string content = expected.SerializeAsString();
   receiver.set_every_node(envelope.dst_node_id());
   const auto check = [&](const Content& received, const topics::Envelope&) {
-    Require(received.SerializeAsString() == content, "received content",
-            envelope);
+    RequireSame(received.SerializeAsString(), content, "received content",
+                envelope);
   };
   Require(receiver.Receive(bytes, check) == result, "received result",
           envelope);
   if (result != Result::kReceived) return;
-  Require(kept.SerializeAsString() == content, "content", envelope);
+  RequireSame(kept.SerializeAsString(), content, "content", envelope);
   written.clear();
   topics::Append<Topic>(kept, topics::From{view.source()},
                         topics::To{view.destination()}, &written);
-  Require(
-      written == WriteByRuntime<Topic>(kept, view.source(), view.destination()),
-      "written bytes", envelope);
+  RequireSame(written,
+              WriteByRuntime<Topic>(kept, view.source(), view.destination()),
+              "written bytes", envelope);
   std::string buffer(written.size(), '\0');
   Require(topics::Write<Topic>(kept, topics::From{view.source()},
                                topics::To{view.destination()}, &buffer[0],
                                buffer.size())
-                  .fits &&
-              buffer == written,
-          "bytes in a buffer", envelope);
+              .fits,
+          "room in a buffer", envelope);
+  RequireSame(buffer, written, "bytes in a buffer", envelope);
   if constexpr (!std::is_same_v<Topic, Parachute>) {
     PassedTopics().insert(Topic::kType);
   }

@@ -349,12 +349,12 @@ test('examples show the vectors, and what each byte means', async () => {
     const read = rows.flatMap((row) => {
       assert.equal(row.at, at, `${line}: where ${row.name} begins`);
       at += row.bytes.split(' ').length;
-      const numbers = fields.filter(({ name, enum: of }) =>
-        of && name === row.name && /^-?\d+$/.test(row.reads)).flatMap(
-          ({ enum: of }) => values.filter(({ owner, number }) =>
-            owner.fullName === of && number === Number(row.reads)));
-      assert.ok(numbers.length === 0 && !row.named ||
-        numbers.some(({ name }) => name === row.named), `${line}: ${row.name}`);
+      const enums = fields.filter(({ name, enum: of }) =>
+        of && name === row.name && /^-?\d+$/.test(row.reads)).map(({ enum: of }) => of);
+      const declared = values.filter(({ owner, number }) =>
+        enums.includes(owner.fullName) && number === Number(row.reads)).map(({ name }) => name);
+      assert.ok([...declared, ...enums.length && !declared.length ? ['not declared'] : []]
+        .includes(row.named) || !declared.length && !row.named, `${line}: ${row.name}`);
       return [...row.reads.split(', ').map((value) =>
         `${row.name} ${Number.isNaN(Number(value)) ? value : Number(value)}`),
       `${row.name} ${row.named}`, `${row.name} ${row.reads}`];

@@ -90,6 +90,10 @@ def says(command, status, line):
 
 def run_all(checks):
     """Runs functions with their arguments, several at once, and ends the program."""
+    for status, line in (3, "no"), (2, "yes"):
+        with contextlib.suppress(AssertionError):
+            says(["sh", "-c", "echo yes >&2; exit 3"], status, line)
+            sys.exit(f"status 3 and yes are taken for status {status} and {line}")
     # As on a terminal, also when this runs in the background.
     signal.signal(signal.SIGINT, signal.default_int_handler)
     with concurrent.futures.ThreadPoolExecutor(4) as pool:
