@@ -178,7 +178,8 @@ class Maker {
     const auto message = vocabulary_->New(type);
     FillMessage(message.get(), Fill::kLargest);
     const std::string bytes = message->SerializeAsString();
-    for (const size_t size : {bytes.size() - 1, 1 + random_() % bytes.size()}) {
+    const size_t any = 1 + random_() % bytes.size();
+    for (const size_t size : {bytes.size() - 1, any}) {
       const std::string cut = bytes.substr(0, size);
       const pb::LogSilencer silencer;
       if (size == bytes.size() || message->ParseFromString(cut)) continue;
