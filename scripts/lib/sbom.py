@@ -25,7 +25,7 @@ def digest(path):
 def entry(vendor, name, version, **more):
     """A Debian package, under its package URL."""
     escaped = version.replace("+", "%2B").replace(":", "%3A")
-    ref = f"pkg:deb/{vendor}/{name}@{escaped}?distro={release}"
+    ref = f"pkg:deb/{vendor}/{name}{escaped and '@'}{escaped}?distro={release}"
     return {"type": "library", "bom-ref": ref, "name": name, "version": version, "purl": ref, **more}
 
 
@@ -43,9 +43,14 @@ for package in sorted(path.parent.glob("*.deb")):
     show = ["dpkg-deb", "-f", package]
     control = fields(subprocess.run(show, check=True, capture_output=True, text=True).stdout)
     packages.append(entry("zorvik", control["Package"].strip(), version, hashes=digest(package)))
-    names = re.split(r"[,|]", re.sub(r"\(.*?\)|:any", "", control.get("Depends", "")))
-    needs[packages[-1]["bom-ref"]] = [name.strip() for name in names]
+    depends = re.findall(r"([a-z0-9][a-z0-9.+-]+)(?::any)?(?: \(\S+ ([^)]+)\))?", control.get("Depends", ""))
+    needs[packages[-1]["bom-ref"]] = dict(depends)
 known = {component["name"]: component["bom-ref"] for component in built + packages}
+# What nothing was built with, in the least version.
+for name, least in sorted(item for names in needs.values() for item in names.items()):
+    if name not in known:
+        built.append(entry("debian", name, least, scope="required"))
+        known[name] = built[-1]["bom-ref"]
 
 schemas = [
     {"type": "file", "bom-ref": schema.name, "name": schema.name, "hashes": digest(schema)}
@@ -62,7 +67,7 @@ json.dump(
         },
         "components": packages + schemas + built,
         "dependencies": [
-            {"ref": ref, "dependsOn": sorted({known[name] for name in names if name in known})}
+            {"ref": ref, "dependsOn": sorted({known[name] for name in names})}
             for ref, names in needs.items()
         ],
     },
