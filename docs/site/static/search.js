@@ -86,12 +86,12 @@ function scoreName(entry, term) {
   return term.length > 2 && full.includes(term) ? 200 : 0;
 }
 
-function scoreText(entry, term) {
-  const at = entry.text.indexOf(term);
-  if (at < 0) return 0;
-  if (at === 0 || /\W/.test(entry.text[at - 1])) return 80;
+function scoreText({ text }, term) {
+  for (let at = text.indexOf(term); at >= 0; at = text.indexOf(term, at + 1)) {
+    if (at === 0 || /\W/.test(text[at - 1])) return 80;
+  }
   // Within a word, a few letters mean nothing.
-  return term.length > 3 ? 30 : 0;
+  return term.length > 3 && text.includes(term) ? 30 : 0;
 }
 
 // The entries that have most of the terms, and whether that is all of them.
