@@ -30,25 +30,12 @@ function walk(bytes, use) {
   }
 }
 
-const wireTypes = {
-  [ScalarType.DOUBLE]: WireType.Bit64,
-  [ScalarType.FIXED64]: WireType.Bit64,
-  [ScalarType.SFIXED64]: WireType.Bit64,
-  [ScalarType.FLOAT]: WireType.Bit32,
-  [ScalarType.FIXED32]: WireType.Bit32,
-  [ScalarType.SFIXED32]: WireType.Bit32,
-};
-
-function checkPacked(field, bytes) {
-  const wireType = wireTypes[field.scalar] ?? WireType.Varint;
+// The packed lists of the vocabulary are of varints.
+function checkPacked(bytes) {
   const reader = new BinaryReader(bytes);
   while (reader.pos < reader.len) {
-    if (wireType === WireType.Varint) {
-      reader.uint32();
-      reader.assertBounds();
-    } else {
-      reader.skip(wireType);
-    }
+    reader.uint32();
+    reader.assertBounds();
   }
 }
 
@@ -59,7 +46,7 @@ function check(schema, bytes, depth) {
     if (!field || wireType !== WireType.LengthDelimited) return;
     if (field.message) check(field.message, value, depth + 1);
     else if (field.scalar === ScalarType.STRING) utf8.decode(value);
-    else if (field.fieldKind === "list") checkPacked(field, value);
+    else if (field.fieldKind === "list") checkPacked(value);
   });
 }
 
