@@ -1,4 +1,5 @@
 // zorvik-mcap convert: a recording of a capture.
+import { unlink } from "node:fs/promises";
 import { datagramOf, packets } from "./capture.js";
 import { about } from "./metadata.js";
 import { WrongUse } from "./places.js";
@@ -9,7 +10,8 @@ import { createFile, Writer } from "./writer.js";
 export const help = `Usage: zorvik-mcap convert CAPTURE -o FILE [--port PORT]
 
 Makes a recording of the UDP datagrams of a pcap or pcapng file that look like
-envelopes. Fragments are not put together, and TCP is not read.
+envelopes. Fragments are not put together, and TCP is not read. When it finds none,
+no file is left, and the exit status is 1.
 
   -o, --output FILE         a new file
   --port PORT               all datagrams from or to this port
@@ -82,7 +84,10 @@ export async function run(values, positionals) {
     .map(([kind, text]) => `${unread[kind]} ${text}`);
   if (parts.length > 0) say(`${path}: packets that are not in the recording: ${parts.join(", ")}`);
   if (fault) say(`${path}: ${fault}`);
-  if (recording.counts.received === 0)
-    say(`${path}: none of ${several(count, "packet")} is a datagram with an envelope`);
+  if (recording.counts.received === 0) {
+    await unlink(values.output);
+    const what = port ? "that is whole, from or to this port" : "with an envelope that is whole";
+    say(`${path}: none of ${several(count, "packet")} is a datagram ${what}`);
+  }
   return fault || recording.counts.received === 0 ? 1 : 0;
 }
