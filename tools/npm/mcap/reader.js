@@ -7,24 +7,33 @@ import zstd from "@foxglove/wasm-zstd";
 import { McapIndexedReader, McapStreamReader } from "@mcap/core";
 import { rawTopic } from "./recording.js";
 import { ReceivedSchema } from "./recording_pb.js";
+import { named, several } from "./terminal.js";
 
 const decompressHandlers = { zstd: (bytes, size) => zstd.decompress(bytes, Number(size)) };
 
-/** All records before the end or the cut; onFault is told why they end early. */
+/**
+ * All records before the end or the cut; onFault is told why they end early. Throws when
+ * there are none.
+ */
 export async function* records(path, onFault) {
   await zstd.isLoaded;
   const reader = new McapStreamReader({ decompressHandlers });
+  let fault;
+  let isRecording = false;
   try {
     for await (const bytes of createReadStream(path, { highWaterMark: 1 << 20 })) {
       reader.append(bytes);
-      for (let record; (record = reader.nextRecord());) yield record;
+      for (let record; (record = reader.nextRecord()); isRecording = true) yield record;
     }
+    const rest = reader.bytesRemaining();
+    if (rest > 0) fault = `it ends ${several(rest, "byte")} behind the last whole record`;
+    else if (!reader.done()) fault = "its end is missing";
   } catch (error) {
-    if (error.syscall) throw error;
-    onFault(error.message);
-    return;
+    if (error.syscall) throw named(error, path);
+    fault = error.message;
   }
-  if (!reader.done()) onFault(`it ends ${reader.bytesRemaining()} bytes behind the last whole record`);
+  if (!isRecording) throw new Error(`${path} is no recording`);
+  if (fault) onFault(fault);
 }
 
 async function openIndexed(path) {
@@ -95,7 +104,6 @@ export async function inspect(path) {
       }
     } else {
       for await (const record of records(path, (fault) => (found.fault = fault))) {
-        found.isRecording ||= record.type === "Header";
         if (record.type === "Metadata") found.metadata.push([record.name, record.metadata]);
         if (record.type === "Channel") found.channels.set(record.id, record);
         if (record.type === "Schema") found.schemas.set(record.id, record);
@@ -109,7 +117,6 @@ export async function inspect(path) {
   } finally {
     await file.close();
   }
-  if (!reader && !found.isRecording) throw new Error(`${path} is no recording`);
   const channels = [...found.channels.values()].map((channel) => ({
     topic: channel.topic,
     schema: found.schemas.get(channel.schemaId)?.name,

@@ -7,7 +7,8 @@ import { createFile, Writer } from "./writer.js";
 
 export const help = `Usage: zorvik-mcap recover FILE -o FILE
 
-Writes a whole recording with all that can be read of one that was cut.
+Writes a whole recording with all that can be read of one that was cut. What cannot be
+read is told on standard error, and the exit status is 0.
 
   -o, --output FILE         a new file
 
@@ -21,8 +22,7 @@ export const options = { output: { type: "string", short: "o" } };
 export async function recover(path, createOutput) {
   let fault = "none";
   const all = records(path, (reason) => (fault = reason));
-  const header = await all.next();
-  if (header.value?.type !== "Header") throw new Error("there is nothing to recover");
+  await all.next(); // The header. Throws when it is no recording, before there is a file.
   const writer = new Writer(await createOutput());
   await writer.start(library);
   const schemas = new Map();

@@ -11,6 +11,9 @@ export const readable = (text) =>
   // eslint-disable-next-line no-control-regex
   text.replace(/[\x00-\x1f\x7f-\x9f]/g, (c) => `\\x${c.charCodeAt(0).toString(16).padStart(2, "0")}`);
 
+/** An error of the system that names the file. */
+export const named = (error, path) => (error.path ? error : new Error(`${path}: ${error.message}`));
+
 /** Shows on a terminal, each second, how far it is. Returns what ends that. */
 export function showProgress(text) {
   if (!isTerminal) return () => {};
