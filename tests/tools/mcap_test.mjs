@@ -17,6 +17,7 @@ import {
   symlinkSync,
   writeFileSync,
 } from "node:fs";
+import { createServer } from "node:net";
 import { tmpdir } from "node:os";
 import { dirname, join, resolve } from "node:path";
 import { after, test } from "node:test";
@@ -57,6 +58,7 @@ const main = join(folder, "mcap/main.js");
 function run(...args) {
   const { status, stdout, stderr } = spawnSync(process.execPath, [main, ...args], {
     encoding: "utf8",
+    timeout: 60_000,
   });
   return { status, stdout, stderr };
 }
@@ -82,7 +84,10 @@ async function until(condition, what) {
 }
 async function record(path, ...args) {
   const child = start(process.execPath, main, "record", "-o", path, ...args);
-  await until(() => existsSync(path) && statSync(path).size > 0, `recorder: ${child.text}`);
+  await until(
+    () => existsSync(path) && readFileSync(path).includes("zorvik.recording"),
+    `recorder: ${child.text}`,
+  );
   return child;
 }
 async function freePort() {
@@ -372,7 +377,7 @@ test("a file that is cut at any byte yields all whole chunks before the cut", as
     const output = new Memory();
     const result = await recover(path, () => output).catch((error) => error);
     if (result instanceof Error) {
-      assert.ok(size < 60 && /nothing to recover/.test(result.message), `${size}: ${result}`);
+      assert.ok(size < 60 && result.message === `${path} is no recording`, `${size}: ${result}`);
       continue;
     }
     assert.equal(result.envelopes, count, `cut at ${size}`);
@@ -395,6 +400,25 @@ test("a file that is cut at any byte yields all whole chunks before the cut", as
     readBack(output.bytes).map(({ topic, type, sequence }) => [topic, type.fullName, sequence]),
     readBack(whole).map(({ topic, type, sequence }) => [topic, type.fullName, sequence]),
   );
+});
+
+test("recover closes chunks on the way; times need no order", async () => {
+  const memory = new Memory();
+  const recorder = new Recorder();
+  const order = [3n, 1n, 4n, 2n];
+  for (let i = 0; i < 1200; ++i) recorder.take(order[i % 4], { transport: "udp", data: Buffer.alloc(1000, i) });
+  await recorder.start(memory, {});
+  await recorder.end();
+  const [cut, output] = [newPath(), newPath()];
+  writeFileSync(cut, memory.bytes.subarray(0, -1));
+  const result = run("recover", cut, "-o", output);
+  assert.deepEqual([result.status, /: it ends \d+ bytes? behind/.test(result.stderr)], [0, true], result.stderr);
+  const { chunkCount } = recordsOf(readFileSync(output)).find(({ type }) => type === "Statistics");
+  assert.ok(chunkCount > 5, `${chunkCount} chunks`);
+  for (const path of [cut, output]) {
+    const { start, end } = JSON.parse(run("info", "--json", path).stdout);
+    assert.deepEqual([start, end], [1, 4].map((n) => `1970-01-01T00:00:00.00000000${n}Z`), path);
+  }
 });
 
 test("a slow disk drops nothing in silence", async () => {
@@ -468,19 +492,21 @@ test("a recorder that is killed leaves all but the last second", async () => {
 });
 
 test("what the system drops is counted", async () => {
-  const path = newPath();
-  const port = await freePort();
-  const recorder = await record(path, `udp:127.0.0.1:${port}`);
-  recorder.kill("SIGSTOP");
-  const datagrams = Array.from({ length: 800 }, () => Buffer.alloc(60_000, 1));
-  await send(port, datagrams);
-  recorder.kill("SIGCONT");
-  recorder.kill("SIGTERM");
-  assert.equal(await recorder.ended, 1);
-  const kept = dataOf(path).length;
-  const [, drops] = /dropped by the system .*: (\d+) datagrams/.exec(recorder.text);
-  assert.equal(kept + Number(drops), datagrams.length);
-  assert.equal(metadataOf(readFileSync(path))["zorvik.end"].systemDrops, drops);
+  for (const host of ["127.0.0.1", "[::ffff:127.0.0.1]"]) {
+    const path = newPath();
+    const port = await freePort();
+    const recorder = await record(path, `udp:${host}:${port}`);
+    recorder.kill("SIGSTOP");
+    const datagrams = Array.from({ length: 800 }, () => Buffer.alloc(60_000, 1));
+    await send(port, datagrams);
+    recorder.kill("SIGCONT");
+    recorder.kill("SIGTERM");
+    assert.equal(await recorder.ended, 1, host);
+    const kept = dataOf(path).length;
+    const [, drops] = /dropped by the system .*: (\d+) datagrams/.exec(recorder.text);
+    assert.equal(kept + Number(drops), datagrams.length, host);
+    assert.equal(metadataOf(readFileSync(path))["zorvik.end"].systemDrops, drops);
+  }
 });
 
 test("replay keeps the spacing, and is never early", async () => {
@@ -526,6 +552,7 @@ test("replay sends what was asked for", async () => {
     4 --topic zorvik.channel.CHANNEL_TOPIC_TYPE_GIMBAL_RESET --from 2
     01245 --topic 10404 --topic 0x28b3
     123 --start 1 --end 3.5
+    0123 --end 3
     45 --start 2023-11-14T22:13:24Z
     01 --end 2023-11-14T22:13:22Z --to 9`
     .trim()
@@ -558,6 +585,8 @@ test("replay sends what was asked for", async () => {
     ok("info", path),
     /6 envelopes, 5.000 s\n(.*\n)*on no channel of its own: 1 no envelope\n2 \/node\/1\//,
   );
+  const chosen = run("replay", path, "udp:127.0.0.1:1", "--from", "77");
+  assert.deepEqual([chosen.status, /choose none/.test(chosen.stderr)], [1, true]);
   // Nobody listens: the first one is sent, and what comes back is told.
   const result = run("replay", path, `udp:127.0.0.1:${await freePort()}`, "--speed", "20");
   assert.equal(result.status, 1);
@@ -601,6 +630,7 @@ test("a broker: topics, what it had kept, and when it goes away", async () => {
   await until(() => /connection is gone/.test(recorder.text), "word of the lost connection");
   const refused = run("replay", source, place);
   assert.deepEqual([refused.status, /ECONNREFUSED/.test(refused.stderr)], [1, true]);
+  await sleep(2500); // Attempts to connect again fail, and are no more interruptions.
   broker = await startBroker();
   await until(() => /connected again/.test(recorder.text), "new connection");
   ok("replay", source, `${place}/zorvik/again`, "--to", "9");
@@ -625,6 +655,43 @@ test("a broker: topics, what it had kept, and when it goes away", async () => {
   await broker.ended;
 });
 
+test("a broker that says nothing, or goes away before it confirms", async () => {
+  let word, last;
+  const server = createServer((socket) => {
+    socket.on("error", () => {});
+    socket.on("data", (data) => {
+      last = data;
+      if (!word) return;
+      if (data[0] >> 4 === 3) socket.destroy();
+      else socket.write(word);
+    });
+  });
+  server.listen(0, "127.0.0.1");
+  await once(server, "listening");
+  const place = `mqtt:127.0.0.1:${server.address().port}/a`;
+  const [source, password] = [newPath(), newPath()];
+  ok("convert", capture, "-o", source);
+  writeFileSync(password, "secret\n");
+  for (const args of [
+    ["record", place, "-o", newPath()],
+    ["replay", source, place],
+  ]) {
+    last = undefined;
+    const child = start(process.execPath, main, ...args, "--user", "me", "--password-file", password);
+    await until(() => last, "CONNECT");
+    assert.ok(last.toString("latin1").endsWith("\0\x02me\0\x06secret"));
+    child.kill("SIGINT");
+    const ended = await Promise.race([child.ended, sleep(2000)]);
+    assert.deepEqual([ended, /stopped while it connected/.test(child.text)], [1, true], child.text);
+  }
+  word = Buffer.from([0x20, 2, 0, 0]);
+  const child = start(process.execPath, main, "replay", source, place, "--fast");
+  assert.equal(await Promise.race([child.ended, sleep(10_000)]), 1, child.text);
+  const all = dataOf(source).length;
+  assert.match(child.text, new RegExp(`: ${all} of ${all} envelopes could not be sent`));
+  server.close();
+});
+
 test("a capture that is cut is an error, also behind what could be read", () => {
   const bytes = readFileSync(capture);
   const path = join(work, "cut.pcap");
@@ -646,7 +713,7 @@ test("the command line", async () => {
   }
   assert.match(ok("--help"), /Examples:/);
   assert.match(ok("--version"), /^\d+\.\d+\.\d+\n$/);
-  const [none, free] = [newPath(), () => newPath()];
+  const [none, free, unused] = [newPath(), () => newPath(), newPath()];
   for (const line of `
     2
     2 play
@@ -661,7 +728,9 @@ test("the command line", async () => {
     2 record tcp:1 -o x
     2 record mqtt:a -o x
     2 record udp:14550 -o x --for 0
+    2 record udp:14550 -o x --for 3000000
     2 record udp:14550 -o x --count many
+    2 record udp:14550 -o x --count 1.5
     2 convert ${capture}
     2 convert ${capture} -o x --port 0
     2 recover ${there}
@@ -670,14 +739,20 @@ test("the command line", async () => {
     2 replay ${there} udp:a:1 --speed 0
     2 replay ${there} udp:a:1 --fast --speed 2
     2 replay ${there} udp:a:1 --topic GIMBAL
+    2 replay ${there} udp:a:1 --topic ROTATE
+    2 replay ${there} mqtt:a/zorvik/#
     2 replay ${there} udp:a:1 --from x
     2 replay ${there} udp:a:1 --start soon
+    2 replay ${there} udp:a:1 --start -1
+    2 replay ${there} udp:a:1 --end=-1
     1 info ${there}
+    1 info ${work}
     1 info ${none}
     1 recover ${there} -o ${free()}
     1 convert ${there} -o ${free()}
     1 convert ${capture} -o ${there}
-    1 convert ${capture} -o ${free()} --port 1
+    1 convert ${capture} -o ${unused} --port 1
+    1 replay ${capture} udp:127.0.0.1:1
     1 record udp:127.0.0.1:${await freePort()} -o ${there}
     1 replay ${none} udp:127.0.0.1:1`
     .trim()
@@ -686,7 +761,10 @@ test("the command line", async () => {
     const result = run(...args);
     assert.equal(result.status, Number(status), `${args.join(" ")}: ${result.stderr}`);
     assert.match(result.stderr, /^zorvik-mcap: [^\n]+\n$/, args.join(" "));
+    assert.doesNotMatch(result.stderr, /\\x0a|magic/, args.join(" "));
+    if (result.status === 1) assert.ok(args.some((arg) => arg.length > 2 && result.stderr.includes(arg)), result.stderr);
   }
+  assert.equal(existsSync(unused), false);
   assert.equal(readFileSync(there, "utf8"), "not a recording");
   for (const [text, ...parts] of [
     ["udp:5000", "udp", undefined, 5000, undefined],

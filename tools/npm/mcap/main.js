@@ -23,7 +23,8 @@ Recordings of envelopes, as MCAP files.
   recover  repairs a recording that was cut
 
 zorvik-mcap COMMAND --help tells more. The exit status is 0, 1 when something failed
-or was lost, or 2 when the command line makes no sense.
+or was lost, or 2 when the command line makes no sense. What recover cannot read does
+not make it 1.
 
 Examples:
   zorvik-mcap record udp:14550 -o flight.mcap
@@ -47,7 +48,7 @@ async function main([name, ...args]) {
     const options = { ...command.options, help: { type: "boolean", short: "h" } };
     parsed = parseArgs({ args, options, allowPositionals: true });
   } catch (error) {
-    throw new WrongUse(error.message);
+    throw new WrongUse(error.message.replaceAll("\n", " "));
   }
   if (parsed.values.help) {
     process.stdout.write(command.help);

@@ -2,6 +2,7 @@
 import { createSocket } from "node:dgram";
 import { lookup } from "node:dns/promises";
 import { existsSync, readFileSync, readdirSync, readlinkSync } from "node:fs";
+import { named } from "./terminal.js";
 
 /** The command line makes no sense. */
 export class WrongUse extends Error {}
@@ -97,6 +98,14 @@ export function systemDrops() {
   return drops;
 }
 
+function contentsOf(path) {
+  try {
+    return readFileSync(path, "utf8");
+  } catch (error) {
+    throw named(error, path);
+  }
+}
+
 async function connect({ host, port }, options, reconnectPeriod) {
   const mqtt = (await import("mqtt")).default;
   const password = options["password-file"];
@@ -106,9 +115,9 @@ async function connect({ host, port }, options, reconnectPeriod) {
       host,
       port: port ?? (isSecure ? 8883 : 1883),
       protocol: isSecure ? "mqtts" : "mqtt",
-      ca: isSecure ? readFileSync(options.ca) : undefined,
+      ca: isSecure ? contentsOf(options.ca) : undefined,
       username: options.user,
-      password: password && readFileSync(password, "utf8").split("\n")[0],
+      password: password && contentsOf(password).split("\n")[0],
       reconnectPeriod,
       connectTimeout: 20_000,
     },
@@ -133,8 +142,7 @@ async function listenMqtt(place, use, { onTrouble, ...options }) {
     onTrouble(`${source}: connected again`);
   });
   client.on("error", () => {}); // While the broker is away, each attempt has one.
-  const [granted] = await client.subscribeAsync(place.topic, { qos: 1 });
-  if (granted.qos > 2) throw new Error(`${source}: may not subscribe to ${place.topic}`);
+  await client.subscribeAsync(place.topic, { qos: 1 });
   return async () => {
     client.removeAllListeners("close");
     await client.endAsync();
@@ -146,6 +154,17 @@ async function listenMqtt(place, use, { onTrouble, ...options }) {
  * connection is gone. Returns what ends it.
  */
 export const listen = (place, use, options) => (place.scheme === "udp" ? listenUdp : listenMqtt)(place, use, options);
+
+/** The first SIGINT or SIGTERM. The same signal again ends the process. */
+export const stopSignal = () => new Promise((resolve) => process.once("SIGINT", resolve).once("SIGTERM", resolve));
+
+/** What a place gives when it is ready; throws when the signal comes first. */
+export function beforeSignal(signal, ready) {
+  const early = signal.then(() => {
+    throw new Error("stopped while it connected");
+  });
+  return Promise.race([ready, early]);
+}
 
 async function sendUdp({ host, port }) {
   const { address, type } = await resolve(host ?? "127.0.0.1");

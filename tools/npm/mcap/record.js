@@ -1,7 +1,7 @@
 // zorvik-mcap record: what arrives, into a file.
 import { setTimeout as sleep } from "node:timers/promises";
 import { about } from "./metadata.js";
-import { brokerOptions, listen, placeOf, systemDrops, WrongUse } from "./places.js";
+import { beforeSignal, brokerOptions, listen, placeOf, stopSignal, systemDrops, WrongUse } from "./places.js";
 import { Recorder, startClock } from "./recorder.js";
 import { say, several, showProgress } from "./terminal.js";
 import { createFile } from "./writer.js";
@@ -14,7 +14,7 @@ Records what arrives until SIGINT or SIGTERM. The file is there once it listens.
   mqtt:HOST[:PORT]/TOPIC    publications; the topic may have + and #
 
   -o, --output FILE         a new file
-  --for SECONDS             ends after this time
+  --for SECONDS             ends after this time, of at most 2147483 s
   --count NUMBER            ends after so many envelopes
   --user NAME               user at the broker
   --password-file FILE      file with the password in its first line
@@ -32,23 +32,27 @@ export const options = {
   ...brokerOptions,
 };
 
-function positive(values, name) {
-  const value = values[name] === undefined ? Infinity : Number(values[name]);
-  if (!(value > 0)) throw new WrongUse(`--${name} takes a number above 0`);
-  return value;
-}
+const longest = 2147483; // Seconds that a timer can wait.
 
 const clockText = "time at which the recorder read it: the host's clock at the start, and no jumps since";
 
 export async function run(values, places) {
-  const [seconds, most] = [positive(values, "for"), positive(values, "count")];
+  const seconds = values.for === undefined ? undefined : Number(values.for);
+  if (seconds !== undefined && !(seconds > 0 && seconds <= longest)) {
+    throw new WrongUse(`--for takes seconds above 0, up to ${longest}`);
+  }
+  const most = values.count === undefined ? Infinity : Number(values.count);
+  if (values.count !== undefined && !(Number.isInteger(most) && most > 0)) {
+    throw new WrongUse("--count takes a whole number above 0");
+  }
   const targets = places.map(placeOf);
   if (targets.length === 0) throw new WrongUse("record needs a place");
   if (!values.output) throw new WrongUse("record needs -o FILE");
 
   let stop;
   const stopped = new Promise((resolve) => (stop = resolve));
-  process.once("SIGINT", stop).once("SIGTERM", stop);
+  const signal = stopSignal();
+  signal.then(stop);
   const recorder = new Recorder();
   const now = startClock();
   const begin = now();
@@ -63,14 +67,14 @@ export async function run(values, places) {
     say(text);
   };
   const ends = [];
-  for (const place of targets) ends.push(await listen(place, use, { ...values, onTrouble }));
+  for (const place of targets) ends.push(await beforeSignal(signal, listen(place, use, { ...values, onTrouble })));
   const file = await createFile(values.output);
   await recorder.start(file, about(clockText, places.join(" ")), stop);
 
   const endProgress = showProgress(
     () => `${several(recorder.counts.received, "envelope")}, ${recorder.counts.kept} in the file`,
   );
-  if (seconds < Infinity) setTimeout(stop, seconds * 1000).unref();
+  if (seconds) setTimeout(stop, seconds * 1000).unref();
   await stopped;
   // What waits in the sockets arrived before the end.
   for (let before = -1, tries = 0; before !== recorder.counts.received && tries < 20; ++tries) {

@@ -1,7 +1,7 @@
 // zorvik-mcap replay: what was recorded, as it came.
 import { setImmediate, setTimeout } from "node:timers/promises";
 import { meantTopics, readEnvelope } from "./envelope.js";
-import { brokerOptions, placeOf, sender, WrongUse } from "./places.js";
+import { beforeSignal, brokerOptions, placeOf, sender, stopSignal, WrongUse } from "./places.js";
 import { inspect, received } from "./reader.js";
 import { say, several, showProgress } from "./terminal.js";
 
@@ -17,15 +17,16 @@ Sends the same bytes in the same order with the original spacing.
   --fast                    as fast as possible
   --from NODE               envelopes that this node sent; may be repeated
   --to NODE                 envelopes to this node; may be repeated
-  --topic NAME              envelopes of this topic type, by name, end of the name
-                            or number; may be repeated
+  --topic NAME              envelopes of this topic type: its name, everything behind
+                            _TYPE_ of the name, or its number; may be repeated
   --start TIME              not what came before: seconds since the first one, or
                             a time such as 2026-11-21T10:00:00Z
   --end TIME                not what came after
   --user NAME, --password-file FILE, --ca FILE
                             as of zorvik-mcap record
 
-With --from, --to or --topic, what is no envelope of the channel is left out.
+With --from, --to or --topic, what is no envelope of the channel is left out. When
+nothing is left to send, the exit status is 1.
 
 Examples:
   zorvik-mcap replay flight.mcap udp:127.0.0.1:14550
@@ -90,7 +91,7 @@ export function filterOf(values) {
 function timeOf(text, name, first) {
   if (text === undefined) return undefined;
   if (/^\d+(\.\d+)?$/.test(text)) return (first ?? 0n) + BigInt(Math.round(Number(text) * 1e9));
-  const milliseconds = Date.parse(text);
+  const milliseconds = /^\d{4}-/.test(text) ? Date.parse(text) : NaN;
   if (Number.isNaN(milliseconds)) throw new WrongUse(`--${name} takes seconds or a time, not ${text}`);
   return BigInt(milliseconds) * 1_000_000n;
 }
@@ -99,6 +100,9 @@ export async function run(values, positionals) {
   if (positionals.length !== 2) throw new WrongUse("replay takes a file and a place");
   const [path, place] = [positionals[0], placeOf(positionals[1])];
   if (place.scheme === "udp" && !place.host) throw new WrongUse("replay needs a host, as in udp:127.0.0.1:14550");
+  if (place.scheme === "mqtt" && /[+#]/.test(place.topic ?? "")) {
+    throw new WrongUse(`${place.topic} has a wildcard and is no topic to publish to`);
+  }
   const speed = values.fast ? Infinity : Number(values.speed ?? 1);
   if (!(speed > 0)) throw new WrongUse("--speed takes a number above 0");
   if (values.fast && values.speed !== undefined) throw new WrongUse("--fast goes without --speed");
@@ -107,9 +111,10 @@ export async function run(values, positionals) {
 
   const { start: first } = values.start || values.end ? await inspect(path) : {};
   let stopped = false;
-  process.once("SIGINT", () => (stopped = true)).once("SIGTERM", () => (stopped = true));
+  const signal = stopSignal();
+  signal.then(() => (stopped = true));
   let result = 0;
-  const target = await sender(place, values);
+  const target = await beforeSignal(signal, sender(place, values));
   const until = pace(speed, () => stopped);
   const pending = new Set();
   const failures = new Map();
@@ -146,5 +151,9 @@ export async function run(values, positionals) {
   endProgress();
   for (const [reason, count] of failures) say(`${count} of ${several(all, "envelope")} could not be sent: ${reason}`);
   if (stopped) say(`stopped after ${several(all, "envelope")}`);
-  return stopped || failed > 0 ? 1 : result;
+  else if (all === 0) {
+    const isChosen = ["from", "to", "topic", "start", "end"].some((name) => values[name] !== undefined);
+    say(`${path}: nothing was sent: ${isChosen ? "the options choose none of its envelopes" : "it has no envelopes"}`);
+  }
+  return stopped || failed > 0 || all === 0 ? 1 : result;
 }
