@@ -125,6 +125,15 @@ async function connect({ host, port }, options, reconnectPeriod) {
   );
 }
 
+// A broker that no longer answers is not waited for.
+async function disconnect(client) {
+  let timer;
+  const late = new Promise((resolve) => (timer = setTimeout(resolve, 500)));
+  await Promise.race([client.endAsync(), late]);
+  clearTimeout(timer);
+  client.stream.destroy();
+}
+
 async function listenMqtt(place, use, { onTrouble, ...options }) {
   if (!place.topic) throw new WrongUse("a broker needs a topic, as in mqtt:localhost/zorvik/#");
   const client = await connect(place, options, 1000);
@@ -145,7 +154,7 @@ async function listenMqtt(place, use, { onTrouble, ...options }) {
   await client.subscribeAsync(place.topic, { qos: 1 });
   return async () => {
     client.removeAllListeners("close");
-    await client.endAsync();
+    await disconnect(client);
   };
 }
 
@@ -211,7 +220,7 @@ async function sendMqtt(place, options) {
         client.publishAsync(topic, Buffer.from(received.data), { qos: 1 }).then(resolve, reject);
       }).finally(() => waiting.delete(fail));
     },
-    close: () => client.endAsync(gone !== undefined),
+    close: () => disconnect(client),
   };
 }
 

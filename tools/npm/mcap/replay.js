@@ -146,8 +146,10 @@ export async function run(values, positionals) {
     pending.add(sent);
     if (pending.size >= mostPending) await Promise.race(pending);
   }
-  await Promise.all(pending);
-  await target.close();
+  const allSent = Promise.all(pending);
+  await Promise.race([allSent, signal.then(() => setTimeout(500))]);
+  await target.close(); // Ends what a silent broker has not confirmed.
+  await allSent;
   endProgress();
   for (const [reason, count] of failures) say(`${count} of ${several(all, "envelope")} could not be sent: ${reason}`);
   if (stopped) say(`stopped after ${several(all, "envelope")}`);
