@@ -6,6 +6,10 @@
 if(NOT ZORVIKPBPROTO_SYSROOT)
   message(FATAL_ERROR "Set ZORVIKPBPROTO_SYSROOT to a folder made by make-root.")
 endif()
+if(DEFINED CACHE{ZORVIKPBPROTO_SYSROOT})
+  # As a path it is taken from where CMake is called.
+  set(ZORVIKPBPROTO_SYSROOT "" CACHE PATH "Folder made by make-root")
+endif()
 cmake_path(ABSOLUTE_PATH ZORVIKPBPROTO_SYSROOT NORMALIZE)
 
 set(CMAKE_SYSTEM_NAME Linux)
