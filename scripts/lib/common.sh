@@ -63,6 +63,21 @@ quietly() {
   exec {log}>&-
 }
 
+# in_parallel COUNT FUNCTION WORD...
+#
+# Calls the function with COUNT of the words, again and again, in as many processes as
+# there are processors. Ends the script if one fails, when all have ended. The function
+# sees what is exported.
+in_parallel() {
+  local count=$1 function=$2
+  shift 2
+  # shellcheck disable=SC2046  # One name a word.
+  export -f $(compgen -A function)
+  export script
+  printf '%s\n' "$@" |
+    xargs -n "$count" -P "$(nproc)" bash -euo pipefail -c '"$@"' bash "$function" || exit 1
+}
+
 # Copies its input, and shows each line in place of the one before on stderr.
 show_progress() {
   local line width
