@@ -82,6 +82,8 @@ FAULTS = {
     "takes what is cut": (takes("runcated"), "CameraGetRateMessage", ["truncated"]),
     "takes any text": (takes("utf"), "logMessage", ["text"]),
     "drops what it does not know": (rewrites(known), "onOffMessage", ["unknown-fields"]),
+    "writes the last field first": (rewrites(lambda data: b"".join([text for _, _, text in fields(data)][::-1])),
+                                    "onOffMessage", ["fill", "foreign-encoding", "merge", "unknown-fields", "vectors"]),
     "refuses the unusual": (refuses_unusual, "singleTargetInfo",
                             ["foreign-encoding", "merge"]),
     "long text is cut": (rewrites(lambda data: data[:300]), "logMessage", ["fill"]),
