@@ -71,7 +71,7 @@ test('axe-core finds nothing on any page', async () => {
 
 test('axe-core finds nothing in the search, with hits and without', async () => {
   const found = [];
-  for (const url of ['index.html', 'ids.html']) {
+  for (const url of ['index.html', 'ids.html', 'decode.html']) {
     for await (const view of views()) {
       for (const query of ['camera', 'gimbel', 'qqqq']) {
         await open(url);

@@ -111,6 +111,11 @@ test('the page explains an envelope as the examples are explained', async () => 
   assert.match(await page.textContent('.fault'), /At offset 1: the end/);
   await page.goto(link);
   assert.deepEqual(await reads(), [`0 | seq | ${/\d+/.exec(text)[0]}`]);
+  // A guess is taken.
+  await page.selectOption('#type', '');
+  await page.fill('#bytes', '0a03616263120161');
+  await page.getByRole('button', { name: 'productInfo' }).click();
+  assert.match(await page.textContent('.sum'), /productInfo/);
   // Text is text, whatever it looks like.
   await page.selectOption('#type', 'zorvik.logger.logMessage');
   const evil = Buffer.from('<img src=x onerror=alert(1)>');

@@ -77,13 +77,13 @@ function guesses(bytes, besides) {
             { type: 'button', textContent: simple(name) });
         button.addEventListener('click', () => {
           type.value = name;
-          show();
+          decode();
         });
         return [button, ' '];
       }))];
 }
 
-function show(keep = true) {
+function decode(keep = true) {
   const read = bytesOf(paste.value);
   result.replaceChildren();
   if (read.fault !== undefined) {
@@ -128,11 +128,11 @@ function start() {
     type.value = held.get('type') ?? '';
     if (type.selectedIndex < 0) type.value = '';
   }
-  show(false);
+  decode(false);
 }
 
 document.querySelector('.decoder').hidden = false;
-paste.addEventListener('input', () => show());
-type.addEventListener('change', () => show());
+paste.addEventListener('input', () => decode());
+type.addEventListener('change', () => decode());
 addEventListener('hashchange', start);
 start();
