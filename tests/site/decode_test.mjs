@@ -111,6 +111,12 @@ test('the page explains an envelope as the examples are explained', async () => 
   assert.match(await page.textContent('.fault'), /At offset 1: the end/);
   await page.goto(link);
   assert.deepEqual(await reads(), [`0 | seq | ${/\d+/.exec(text)[0]}`]);
+  // It is not to be had while it would hold other bytes than the field.
+  const copy = page.getByRole('button', { name: 'Copy link' });
+  await page.fill('#bytes', 'no bytes');
+  assert.ok(await copy.isDisabled());
+  await page.fill('#bytes', hex);
+  assert.ok(await copy.isEnabled());
   // A guess is taken.
   await page.selectOption('#type', '');
   await page.fill('#bytes', '0a03616263120161');

@@ -6,6 +6,7 @@ const paste = document.getElementById('bytes');
 const type = document.getElementById('type');
 const result = document.getElementById('explained');
 const state = document.getElementById('state');
+const copy = document.querySelector('.controls .copy');
 const { model, wire, bytesOf } = globalThis;
 
 const linkTo = (url, text) => Object.assign(document.createElement('a'),
@@ -86,6 +87,8 @@ function guesses(bytes, besides) {
 function decode(keep = true) {
   const read = bytesOf(paste.value);
   result.replaceChildren();
+  // The address would hold other bytes than the field.
+  copy.disabled = read.fault !== undefined;
   if (read.fault !== undefined) {
     state.textContent = read.fault ? `Not read: ${read.fault}.` : '';
     return;
