@@ -11,7 +11,9 @@ globalThis.bytesOf = (() => {
   const DUMP = /^\s*(?:0x)?([0-9a-f]{4,16})(:?)(?:\s+((?:(?:[0-9a-f]{2})+ ?)*)(?:\s.*|\|.*)?)?$/i;
 
   function fromDump(text) {
-    const lines = text.split('\n').filter((line) => line.trim());
+    const all = text.split('\n').filter((line) => line.trim());
+    // Above the bytes of a packet, tcpdump says what it is.
+    const lines = all.slice(Math.max(0, all.findIndex((line) => /^\s*0x0000:/.test(line))));
     const read = lines.map((line) => DUMP.exec(line.replace(/\r/, '')));
     if (!read.every(Boolean) || !read.some(([, , , hex]) => hex?.trim())) return null;
     const bytes = [];
