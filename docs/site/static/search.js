@@ -48,7 +48,7 @@ function load(then) {
 // a generated file.
 const plain = (query) => query.toLowerCase()
     .replace(/type\.googleapis\.com\//g, '')
-    .replaceAll('::', '.').replace(/[()"'`,;<>]|#include/g, ' ')
+    .replaceAll('::', '.').replace(/[()[\]{}="'`,;<>]|#include/g, ' ')
     .replace(/(\w)(\.pb\.(h|cc)|_pb2(\.pyi?)?|_pb(\.js|\.d\.ts)?)(?!\S)/g,
         '$1.proto')
     .trim().replace(/\s+/g, ' ');
@@ -170,6 +170,12 @@ function search(typed) {
     return { terms: good.flatMap(({ terms }) => terms),
       hits: ranked(good.flatMap(({ hits }) => hits)),
       note: meant.length ? ` with ${meant.join(', ')}` : '' };
+  }
+  const bytes = typed.replace(/0x|\\x|[\s,:-]/gi, '');
+  if (/^([\da-f]{2}){4,}$/i.test(bytes)) {
+    return { terms: [query], note: '', hits: [{ kind: 'bytes', number: null, where: '',
+      name: 'Decode these bytes', url: `decode.html#hex=${bytes}`, lower: '',
+      about: `What each of the ${bytes.length / 2} is for.`, text: '' }] };
   }
   const near = query.split(' ').map((term) =>
     match(term).all ? term : nearest(term)).filter(Boolean).join(' ');
