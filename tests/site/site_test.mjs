@@ -639,6 +639,8 @@ test('paper gets the content, all of it, and nothing else', async () => {
   }
   assert.equal(await page.locator('.diagram').first().evaluate(
       (node) => getComputedStyle(node).breakInside), 'avoid');
+  assert.equal(await page.locator('.diagram').first().evaluate(
+      (node) => getComputedStyle(node).overflowY), 'clip');
 });
 
 test('diagrams name what they show, and link to it', async () => {
