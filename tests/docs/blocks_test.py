@@ -1,31 +1,55 @@
 #!/usr/bin/python3
-"""Every block of shell in the README and in docs/ is run from its text by
-tests/examples/run_page, or else can be: its syntax is right, the scripts and
-programs of this project that it names are there and know the options, and so do
-CMake's files. Code in other languages is on pages that run_page checks.
+"""Every block of code in the README and in docs/ is run or compared from its text
+by tests/examples/run_page, in a step of .ci/run, or is in the table below with the
+reason. Prints where each part of a page is run. Of what is not run, the shell's
+syntax is right, and there are the scripts, options and presets that it names.
 
 usage: blocks_test.py ROOT
 """
 
+import collections
 import json
 import pathlib
 import re
 import subprocess
 import sys
 
+# Blocks that run_page does not take: how many, and what holds them.
+OTHERS = {
+    ("docs/performance.md", "How it is measured"):
+        (1, "takes minutes on a quiet machine; .ci/run has scripts/bench --quick"),
+    ("docs/performance.md", "Merge in place"): (1, "tests/build/pages_test.cmake compiles it"),
+    ("docs/recordings.md", "Record"): (1, "waits for envelopes until it is stopped"),
+    ("docs/recordings.md", "Replay"): (1, "goes to receivers of one's own; tests/tools/mcap_test.mjs replays"),
+    ("docs/recordings.md", "What it keeps up with"): (1, "takes minutes on a quiet machine"),
+    ("docs/security.md", "Fuzzing"): (1, "builds everything anew, for minutes"),
+    ("docs/security.md", "Loading"): (1, "tests/library/private_copy_test.cc expects it"),
+    ("docs/test-your-device.md", "Traffic"): (1, "listens to a broker of one's own for a minute"),
+    ("docs/wireshark.md", "What it costs"): (2, "takes minutes on a quiet machine"),
+    ("docs/zorvik.md", "What is sent now"): (1, "listens to a broker of one's own for a minute"),
+}
+RUNNERS = {
+    "scripts/test": "tests/build/pages_test.cmake",
+    "scripts/test-packages": "scripts/test-packages",
+    "scripts/test-site": "scripts/test-site",
+    "scripts/test-tools": "scripts/test-tools",
+}
+
 root = pathlib.Path(sys.argv[1])
-run = {}  # Page to the sections that are run, or None for all of it.
-for test in ("scripts/test-tools", "tests/build/pages_test.cmake"):
+read = lambda path: (root / path).read_text()
+steps = read(".ci/run").splitlines()
+faults = [f".ci/run has no {step}" for step in RUNNERS if step not in steps]
+runs = {}  # (page, section) to the step that runs it; section is None for all.
+for step, file in RUNNERS.items():
     for page, section in re.findall(
-            r'\b(README\.md|docs/[\w-]+\.md)(?:"? "([^"]+)")?', "\n".join(
-                line for line in (root / test).read_text().splitlines()
-                if "run_page" in line or "page=" in line)):
-        run.setdefault(page, set()).add(section or None)
-cmake = "".join(p.read_text() for p in [
-    root / "CMakeLists.txt", *(root / "cmake").iterdir(),
-    *root.glob("*/CMakeLists.txt"), *root.glob("*/*/CMakeLists.txt")])
-presets = json.loads((root / "CMakePresets.json").read_text())["configurePresets"]
-faults = []
+            r'(?:run_page\S* (?:--print )?|page=)\S*?((?<!npm/)README\.md|docs/[\w-]+\.md)(?:"? "([^"]+)")?',
+            read(file)):
+        runs.setdefault((page, section or None), step)
+text_of = lambda *globs: "".join(
+    path.read_text() for glob in globs for path in root.glob(glob) if path.is_file())
+cmake = text_of("CMakeLists.txt", "cmake/*", "*/CMakeLists.txt", "*/*/CMakeLists.txt")
+programs = {"zorvik": text_of("tools/zorvik/*"), "zorvik-mcap": text_of("tools/npm/mcap/*")}
+presets = [preset["name"] for preset in json.loads(read("CMakePresets.json"))["configurePresets"]]
 
 
 def look(where, text):
@@ -33,39 +57,49 @@ def look(where, text):
                       capture_output=True).returncode:
         faults.append(f"{where}: no shell: {text}")
     for line in re.sub(r"\\\n", " ", text).splitlines():
-        for path, rest in re.findall(
-                r"(?<![\w/$])((?:scripts|examples)/[\w/-]+)([^|;&#]*)", line):
-            file = root / path
-            if not file.exists():
-                faults.append(f"{where}: there is no {path}")
-            elif file.is_file():
-                faults.extend(f"{where}: {path} has no {option}" for option in
-                              re.findall(r"(?<= )--[a-z]+", rest.split(" -- ")[0])
-                              if option not in file.read_text() and option != "--help")
+        for name, rest in re.findall(
+                r"(?<![\w/$.-])((?:scripts|examples|bench)/[\w./-]+|zorvik[\w-]*)(?= )((?:[^|;&#]|(?<=\S)#)*)", f"{line} "):
+            file = root / name
+            known = programs.get(name) or (file.is_file() and file.read_text())
+            if not known:
+                faults.append(f"{where}: there is no {name}")
+                continue
+            faults.extend(f"{where}: {name} has no {option}" for option in
+                          re.findall(r"(?<= )--[a-z]+", rest) if option not in known)
     faults.extend(f"{where}: CMake has no {name}" for name in
                   re.findall(r"-D(ZORVIK\w+)", text) if name not in cmake)
     faults.extend(f"{where}: there is no preset {name}" for name in
-                  re.findall(r"--preset (\w+)", text)
-                  if name not in [p["name"] for p in presets])
+                  re.findall(r"--preset (\w+)", text) if name not in presets)
 
 
-count = 0
-for page in [root / "README.md", *sorted((root / "docs").glob("*.md"))]:
-    name = page.relative_to(root).as_posix()
+counts = collections.Counter()  # (page, section, what holds its blocks)
+for path in [root / "README.md", *sorted((root / "docs").glob("*.md"))]:
+    page = path.relative_to(root).as_posix()
     section = ""
     for heading, _, language, text in re.findall(
-            r"(?ms)^#+ (.+?)$|^( *)```(\w*)\n(.*?)^ *```$", page.read_text()):
+            r"(?ms)^#+ (.+?)$|^( *)```(\w*)\n(.*?)^ *```$", path.read_text()):
         section = heading or section
-        if heading or language in ("", "text", "mermaid"):
+        if heading or language == "mermaid":  # Docs.exchanges has the drawings.
             continue
-        count += 1
-        if None in run.get(name, ()) or section in run.get(name, ()):
-            continue
-        if language == "sh":
-            look(f"{name}, {section}", text)
-        elif (name, language) != ("docs/performance.md", "cpp"):
-            # Those lines are compiled by tests/build/pages_test.cmake.
-            faults.append(f"{name}, {section}: nothing runs this {language}")
-if not count or not run:
-    faults.append("no blocks are found, or none is run")
+        step = runs.get((page, None)) or runs.get((page, section))
+        if not language:
+            step = None
+        counts[page, section, step] += 1
+        if not step and language in ("", "sh"):
+            look(f"{page}, {section}", text)
+
+for (page, section, step), count in sorted(counts.items(), key=str):
+    listed, reason = OTHERS.get((page, section), (0, "nothing holds it"))
+    if step:
+        print(f"{step}: {page}, {section}: {count}")
+    else:
+        print(f"not run: {page}, {section}: {count}, {reason}")
+        if count > listed:
+            faults.append(f"{page}, {section}: nothing runs {count - listed} of its blocks")
+faults.extend(f"{page}, {section}: has no {count} blocks that are not run, as {sys.argv[0]} says"
+              for (page, section), (count, _) in OTHERS.items()
+              if counts[page, section, None] < count)
+faults.extend(f"{step} runs {page}, {section or 'all'}, where no block is"
+              for (page, section), step in runs.items()
+              if not any(key[0] == page and key[2] and section in (None, key[1]) for key in counts))
 sys.exit("\n".join(faults) or 0)
