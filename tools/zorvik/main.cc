@@ -39,6 +39,16 @@ int Complain(const std::string& what, int status) {
   return status;
 }
 
+// Names the help of the subcommand that was meant.
+int ComplainOfUse(const std::string& what, const CLI::App& program) {
+  std::string name = "zorvik";
+  for (const CLI::App* app = &program; !app->get_subcommands().empty();) {
+    app = app->get_subcommands().back();
+    name += ' ' + app->get_name();
+  }
+  return Complain(what + "; " + name + " --help tells more", 2);
+}
+
 int Main(int argc, char** argv) {
   const std::filesystem::path data = DataFolder();
   std::string descriptors = data / "ZorvikPBProto.binpb";
@@ -64,12 +74,10 @@ int Main(int argc, char** argv) {
                                  AddSimulate(&program), AddWatch(&program)};
   const std::vector<CLI::App*> subcommands =
       program.get_subcommands([](CLI::App*) { return true; });
-  std::string help = "zorvik --help";
   try {
     program.parse(argc, argv);
     for (size_t i = 0; i < runs.size(); ++i) {
       if (!subcommands[i]->parsed()) continue;
-      help = "zorvik " + subcommands[i]->get_name() + " --help";
       Vocabulary vocabulary(descriptors, catalogue);
       const int status = runs[i](&vocabulary);
       if (!std::cout.flush()) throw CannotWrite();
@@ -81,12 +89,9 @@ int Main(int argc, char** argv) {
       program.exit(error);
       return std::cout.flush() ? 0 : Complain(CannotWrite().what(), 1);
     }
-    for (const CLI::App* each : program.get_subcommands()) {
-      help = "zorvik " + each->get_name() + " --help";
-    }
-    return Complain(std::string(error.what()) + "; " + help + " tells more", 2);
+    return ComplainOfUse(error.what(), program);
   } catch (const WrongUse& error) {
-    return Complain(std::string(error.what()) + "; " + help + " tells more", 2);
+    return ComplainOfUse(error.what(), program);
   } catch (const std::exception& error) {
     return Complain(error.what(), 1);
   }
