@@ -278,7 +278,7 @@ void AddCodec(CLI::App* check, Run* run) {
 }
 
 struct Device {
-  std::string declaration, place;
+  std::string declaration, place, address;
   double patience = 10;
   BrokerOptions broker;
   ReportOptions report;
@@ -290,7 +290,8 @@ int RunDevice(const Device& options, Vocabulary* vocabulary) {
   Report report(kDevice,
                 device.name.empty() ? options.declaration : device.name,
                 options.report, vocabulary);
-  const auto line = LineAt(options.place, Side::kCounterpart, options.broker);
+  const auto line = LineAt(options.place, Side::kCounterpart, options.broker,
+                           options.address);
   PlayDevice(device, post, line.get(), options.patience, &report,
              [] { return stop != 0; });
   return report.Finish();
@@ -308,6 +309,10 @@ void AddDevice(CLI::App* check, Run* run) {
                   "device publishes on TOPIC/out and subscribes to TOPIC/in")
       ->type_name("PLACE")
       ->required();
+  app->add_option("--to", options->address,
+                  "udp:HOST:PORT where the device listens, for one that sends\n"
+                  "nothing before it is asked")
+      ->type_name("PLACE");
   app->add_option("--patience", options->patience,
                   "How long the device has for what it claims, and for each\n"
                   "answer")

@@ -7,6 +7,8 @@
 #include <chrono>
 #include <fstream>
 #include <functional>
+#include <iostream>
+#include <limits>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
@@ -63,6 +65,9 @@ class Counterpart {
     }
     audit_.End();
     Judge();
+    if (received_ == 0) {
+      std::cerr << "zorvik: nothing has come from the device\n";
+    }
   }
 
  private:

@@ -9,17 +9,28 @@
 #include <stdexcept>
 #include <utility>
 
+#include "command.h"
+
 namespace {
 
 struct Address {
   sockaddr_storage name{};
-  socklen_t size = 0;  // 0 while nothing has come from it.
+  socklen_t size = 0;  // 0 while it is not known.
 };
+
+Address AddressOf(const Place& place) {
+  const Descriptor socket = ConnectTo(place);
+  Address address;
+  address.size = sizeof address.name;
+  getpeername(socket.number(), reinterpret_cast<sockaddr*>(&address.name),
+              &address.size);
+  return address;
+}
 
 class UdpLine : public Line {
  public:
-  UdpLine(Descriptor socket, Side side)
-      : socket_(std::move(socket)), side_(side) {}
+  UdpLine(Descriptor socket, Side side, const Address& device)
+      : socket_(std::move(socket)), side_(side), from_{device, device} {}
 
   void Send(const std::string& bytes) override {
     ssize_t sent = 0;
@@ -92,12 +103,18 @@ class BrokerLine : public Line {
 }  // namespace
 
 std::unique_ptr<Line> LineAt(const std::string& text, Side side,
-                             const BrokerOptions& options) {
+                             const BrokerOptions& options,
+                             const std::string& device) {
   const Place place = PlaceOf(text);
+  const Place device_place = device.empty() ? Place() : PlaceOf(device);
+  if (!device.empty() &&
+      (place.scheme == "mqtt" || device_place.scheme == "mqtt")) {
+    throw WrongUse("the address of a device is for UDP");
+  }
   if (place.scheme == "mqtt") {
     return std::make_unique<BrokerLine>(place, side, options);
   }
   return std::make_unique<UdpLine>(
-      side == Side::kDevice ? ConnectTo(place) : ListenOn(text.substr(4)),
-      side);
+      side == Side::kDevice ? ConnectTo(place) : ListenOn(text.substr(4)), side,
+      device.empty() ? Address() : AddressOf(device_place));
 }

@@ -22,8 +22,11 @@ enum class Side { kDevice, kCounterpart };
 
 // Over UDP, the counterpart listens at "udp:HOST:PORT", and the device sends
 // there. Over a broker, "mqtt:HOST:PORT/TOPIC", the device publishes on
-// TOPIC/out and subscribes to TOPIC/in. Throws WrongUse or std::runtime_error.
+// TOPIC/out and subscribes to TOPIC/in. A device that does not send first over
+// UDP listens at "udp:HOST:PORT", which is empty for all others. Throws
+// WrongUse or std::runtime_error.
 std::unique_ptr<Line> LineAt(const std::string& place, Side side,
-                             const BrokerOptions& options);
+                             const BrokerOptions& options,
+                             const std::string& device = "");
 
 #endif  // TOOLS_ZORVIK_LINE_H_
