@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -166,18 +167,21 @@ void AddTraffic(CLI::App* check, Run* run) {
          "UDP port; without it, those that look like messages")
       ->check(CLI::Range(1, 65535))
       ->type_name("PORT");
-  app->add_option("--live", options->live,
-                  "Listen to udp:PORT, udp:HOST:PORT, if:INTERFACE or\n"
-                  "mqtt:HOST:PORT/TOPIC; may be repeated")
-      ->type_name("PLACE")
-      ->allow_extra_args(false)
-      ->excludes(file)
-      ->excludes(delimited);
+  CLI::Option* live =
+      app->add_option("--live", options->live,
+                      "Listen to udp:PORT, udp:HOST:PORT, if:INTERFACE or\n"
+                      "mqtt:HOST:PORT/TOPIC; may be repeated")
+          ->type_name("PLACE")
+          ->allow_extra_args(false)
+          ->excludes(file)
+          ->excludes(delimited);
   app->add_option("--for", options->seconds, "Listen so long")
       ->check(CLI::Range(0.1, 1e7))
+      ->needs(live)
       ->type_name("SECONDS");
   app->add_option("--count", options->count, "Listen to so many messages")
-      ->check(CLI::PositiveNumber)
+      ->check(CLI::Range(1, std::numeric_limits<int>::max()))
+      ->needs(live)
       ->type_name("NUMBER");
   AddBrokerOptions(app, &options->broker);
   AddReportOptions(app, &options->report);
@@ -199,6 +203,7 @@ void AddTraffic(CLI::App* check, Run* run) {
       "  $ zorvik check traffic --live mqtt:localhost/zorvik/# --for 60");
   app->parse_complete_callback([options, run] {
     *run = [options](Vocabulary* vocabulary) {
+      CheckBrokerOptions(options->broker, options->live);
       return TrafficCheck(*options, vocabulary).Run();
     };
   });

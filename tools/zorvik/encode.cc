@@ -153,7 +153,7 @@ int RunEncode(const Options& options, Vocabulary* vocabulary) {
       options.form == Written::kBinary || options.form == Written::kDelimited;
   Send write;
   const Place place = options.send.empty() ? Place() : PlaceOf(options.send);
-  CheckBrokerOptions(options.broker, place.scheme == "mqtt");
+  CheckBrokerOptions(options.broker, {options.send});
   if (!options.send.empty()) {
     write = SenderTo(place, options.broker);
   } else if (binary && isatty(STDOUT_FILENO)) {

@@ -107,6 +107,7 @@ std::unique_ptr<Line> LineAt(const std::string& text, Side side,
                              const std::string& device) {
   const Place place = PlaceOf(text);
   const Place device_place = device.empty() ? Place() : PlaceOf(device);
+  CheckBrokerOptions(options, {text});
   if (!device.empty() &&
       (place.scheme == "mqtt" || device_place.scheme == "mqtt")) {
     throw WrongUse("the address of a device is for UDP");

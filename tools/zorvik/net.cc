@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -138,7 +139,11 @@ void AddBrokerOptions(CLI::App* app, BrokerOptions* options) {
       ->type_name("FILE");
 }
 
-void CheckBrokerOptions(const BrokerOptions& options, bool has_broker) {
+void CheckBrokerOptions(const BrokerOptions& options,
+                        const std::vector<std::string>& places) {
+  const bool has_broker = std::any_of(
+      places.begin(), places.end(),
+      [](const std::string& place) { return place.rfind("mqtt:", 0) == 0; });
   if (!has_broker && !(options.user + options.ca_file).empty()) {
     throw WrongUse("--user, --password-file and --ca are for a broker");
   }

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 // As in "udp:HOST:PORT" and "mqtt:HOST:PORT/TOPIC"; an IPv6 address is between
 // brackets.
@@ -20,8 +21,9 @@ struct BrokerOptions {
   std::string user, password_file, ca_file;
 };
 void AddBrokerOptions(CLI::App* app, BrokerOptions* options);
-// Throws WrongUse when there are some without a broker.
-void CheckBrokerOptions(const BrokerOptions& options, bool has_broker);
+// Throws WrongUse when there are some and none of the places is at a broker.
+void CheckBrokerOptions(const BrokerOptions& options,
+                        const std::vector<std::string>& places);
 
 // A file descriptor that is closed.
 class Descriptor {

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <sstream>
@@ -183,11 +184,7 @@ class Watch {
 };
 
 int RunWatch(const Options& options, Vocabulary* vocabulary) {
-  CheckBrokerOptions(options.broker,
-                     std::any_of(options.places.begin(), options.places.end(),
-                                 [](const std::string& place) {
-                                   return place.rfind("mqtt:", 0) == 0;
-                                 }));
+  CheckBrokerOptions(options.broker, options.places);
   struct sigaction action {};
   action.sa_handler = [](int) { stop = 1; };
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
@@ -218,7 +215,7 @@ Run AddWatch(CLI::App* program) {
       ->check(CLI::Range(0.1, 1e7))
       ->type_name("SECONDS");
   app->add_option("--count", options->count, "End after so many envelopes")
-      ->check(CLI::PositiveNumber)
+      ->check(CLI::Range(1, std::numeric_limits<int>::max()))
       ->type_name("NUMBER");
   app->add_option("--interval", options->interval, "Time between two looks")
       ->check(CLI::Range(0.1, 3600.0))
