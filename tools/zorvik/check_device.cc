@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <fstream>
 #include <functional>
 #include <iostream>
@@ -363,6 +364,80 @@ std::string TextOf(const pb::Value& value, const std::string& what) {
   throw std::runtime_error(what + " is to be a text");
 }
 
+const pb::RepeatedPtrField<pb::Value>& ListOf(const pb::Value& value,
+                                              const std::string& what) {
+  if (value.has_list_value()) return value.list_value().values();
+  throw std::runtime_error(what + " is to be a list");
+}
+
+int NodeOf(const pb::Value& value, const std::string& what) {
+  const double number = value.number_value();
+  if (value.has_number_value() && number == std::trunc(number) &&
+      std::abs(number) <= std::numeric_limits<int>::max()) {
+    return static_cast<int>(number);
+  }
+  throw std::runtime_error(what + " is to be a node id");
+}
+
+Declaration::Request RequestOf(const pb::Value& item, const Post& post) {
+  const auto& members = item.struct_value().fields();
+  if (!members.contains("id")) throw std::runtime_error("a request has no id");
+  const catalogue::Id& id = post.Meant(TextOf(members.at("id"), "id"));
+  if (id.carries().empty()) {
+    throw std::runtime_error("which message " + id.name() + " carries is open");
+  }
+  auto message = post.New(id.carries());
+  for (const auto& [name, value] : members) {
+    if (name == "message") {
+      std::string content;
+      pb::util::MessageToJsonString(value, &content);
+      try {
+        message->ParseFromString(
+            Json(post.vocabulary()).Encode(content, message->GetDescriptor()));
+      } catch (const std::runtime_error& error) {
+        throw std::runtime_error(post.NameOf(post.SubjectOf(id)) + ": " +
+                                 error.what());
+      }
+    } else if (name != "id") {
+      throw std::runtime_error("a request has no member " + name);
+    }
+  }
+  return {&id, std::move(message)};
+}
+
+Declaration DeclarationOf(const pb::Struct& object, const Post& post) {
+  Declaration device;
+  for (const auto& [name, value] : object.fields()) {
+    if (name == "name") {
+      device.name = TextOf(value, name);
+    } else if (name == "kind") {
+      device.payload_type =
+          PayloadTypeOf(TextOf(value, name), *post.vocabulary());
+    } else if (name == "node") {
+      device.node = NodeOf(value, name);
+    } else if (name == "claims") {
+      for (const pb::Value& claim : ListOf(value, name)) {
+        if (AllClaims().count(TextOf(claim, name)) == 0) {
+          throw std::runtime_error("nothing can be claimed as " +
+                                   claim.string_value());
+        }
+        device.claims.insert(claim.string_value());
+      }
+    } else if (name == "sends") {
+      for (const pb::Value& id : ListOf(value, name)) {
+        device.sends.push_back(&post.Meant(TextOf(id, name)));
+      }
+    } else if (name == "requests") {
+      for (const pb::Value& item : ListOf(value, name)) {
+        device.requests.push_back(RequestOf(item, post));
+      }
+    } else {
+      throw std::runtime_error("there is no member " + name);
+    }
+  }
+  return device;
+}
+
 }  // namespace
 
 Declaration ReadDeclaration(const std::string& path, const Post& post) {
@@ -374,54 +449,11 @@ Declaration ReadDeclaration(const std::string& path, const Post& post) {
   if (!pb::util::JsonStringToMessage(text.str(), &object).ok()) {
     throw std::runtime_error(path + " is no JSON object");
   }
-  const Json json(post.vocabulary());
-  Declaration device;
-  for (const auto& [name, value] : object.fields()) {
-    const auto& list = value.list_value().values();
-    if (name == "name") {
-      device.name = TextOf(value, name);
-    } else if (name == "kind") {
-      device.payload_type =
-          PayloadTypeOf(TextOf(value, name), *post.vocabulary());
-    } else if (name == "node") {
-      device.node = static_cast<int>(value.number_value());
-    } else if (name == "claims") {
-      for (const pb::Value& claim : list) {
-        if (AllClaims().count(TextOf(claim, name)) == 0) {
-          throw std::runtime_error(path + ": nothing can be claimed as " +
-                                   claim.string_value());
-        }
-        device.claims.insert(claim.string_value());
-      }
-    } else if (name == "sends") {
-      for (const pb::Value& id : list) {
-        device.sends.push_back(&post.Meant(TextOf(id, name)));
-      }
-    } else if (name == "requests") {
-      for (const pb::Value& item : list) {
-        const auto& members = item.struct_value().fields();
-        if (!members.contains("id")) {
-          throw std::runtime_error(path + ": a request has no id");
-        }
-        const catalogue::Id& id = post.Meant(TextOf(members.at("id"), "id"));
-        if (id.carries().empty()) {
-          throw std::runtime_error(path + ": which message " + id.name() +
-                                   " carries is open");
-        }
-        auto message = post.New(id.carries());
-        if (members.contains("message")) {
-          std::string content;
-          pb::util::MessageToJsonString(members.at("message"), &content);
-          message->ParseFromString(
-              json.Encode(content, message->GetDescriptor()));
-        }
-        device.requests.push_back({&id, std::move(message)});
-      }
-    } else {
-      throw std::runtime_error(path + ": there is no member " + name);
-    }
+  try {
+    return DeclarationOf(object, post);
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error(path + ": " + error.what());
   }
-  return device;
 }
 
 void PlayDevice(const Declaration& device, const Post& post, Line* line,
