@@ -201,8 +201,11 @@ void Audit::Match(const std::string& where, const Parcel& parcel) {
   if (found == requests_.end()) {
     Fail(rules::kAsked, where,
          post_.NameOf(parcel.subject) +
-             " answers nothing that was "
-             "asked",
+             (parcel.subject.role == Role::kTopicType
+                  ? " from node " + std::to_string(parcel.from) + " to node " +
+                        std::to_string(parcel.to)
+                  : "") +
+             " answers nothing that was asked",
          parcel.id->name());
     return;
   }

@@ -40,13 +40,21 @@ Content ContentOf(const pb::Message& message, const Vocabulary& vocabulary) {
   const pb::Reflection* reflection = message.GetReflection();
   Content content;
   bool has_any = false;
+  std::string found = "nothing";
   const pb::EnumValueDescriptor* id = nullptr;
   for (int i = 0; i < type->field_count(); ++i) {
     const pb::FieldDescriptor* field = type->field(i);
     if (field->is_repeated()) continue;
     if (IsAny(field->message_type())) {
       has_any = true;
-      content.type = ContentName(ToAny(reflection->GetMessage(message, field)));
+      const pb::Any any = ToAny(reflection->GetMessage(message, field));
+      content.type = ContentName(any);
+      if (!content.type.empty()) {
+        found = Escaped(content.type);
+      } else if (!any.type_url().empty()) {
+        found = "the type URL \"" + Escaped(any.type_url()) +
+                "\", which has no name behind a \"/\"";
+      }
     } else if (field->type() == pb::FieldDescriptor::TYPE_INT32 &&
                vocabulary.EnumOf(field) != nullptr) {
       id = vocabulary.EnumOf(field)->FindValueByNumber(
@@ -57,9 +65,7 @@ Content ContentOf(const pb::Message& message, const Vocabulary& vocabulary) {
   content.id = id->name();
   const std::string carried = vocabulary.CarriedBy(id);
   if (!carried.empty() && content.type != carried) {
-    content.mismatch =
-        id->name() + " carries " + carried + ", not " +
-        (content.type.empty() ? "nothing" : Escaped(content.type));
+    content.mismatch = id->name() + " carries " + carried + ", not " + found;
   }
   return content;
 }
