@@ -107,6 +107,11 @@ class Reader {
     if (options_.form == Form::kHex) return FromHex(text);
     if (options_.form == Form::kBase64) return FromBase64(text);
     Bytes hex = FromHex(text);
+    if (hex && text.front() == '"' && IsText(hex.bytes)) {
+      // A string of JSON, with hex or base64 in it.
+      Bytes inner = BytesOf(hex.bytes);
+      if (inner && MatchOf(inner.bytes) == Match::kGood) return inner;
+    }
     if (hex) return hex;
     // Words have the alphabet of base64 as well.
     const Bytes base64 = FromBase64(text);

@@ -43,7 +43,8 @@ Bytes FromLiteral(std::string_view text) {
     if (quote == 0) {
       if (c == '"' || c == '\'') {
         quote = c;
-      } else if (!IsSpace(c) && c != 'b' && c != ';' && c != ',') {
+      } else if (!IsSpace(c) &&
+                 std::string_view("b;,\\").find(c) == std::string_view::npos) {
         return {"", At(i, "outside of the quotes")};
       }
     } else if (c == quote) {
@@ -389,10 +390,10 @@ std::string LooksLike(std::string_view input) {
     ++all;
     hex += IsDigit(c);
   }
-  if (hex * 4 >= all * 3 && start[0] != '{' && start[0] != '[') {
+  if (hex * 4 >= all * 3 && start[0] != '{') {
     return "hex, but has at " + FromHex(input).fault;
   }
-  if (start[0] == '{' || start[0] == '[') return "JSON; zorvik encode takes it";
+  if (start[0] == '{') return "JSON; zorvik encode takes it";
   if (std::regex_match(start, kTextFormat)) {
     return "the text format of a message; zorvik encode takes it";
   }
