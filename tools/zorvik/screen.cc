@@ -56,7 +56,7 @@ void Screen::Draw(const Table& table, const std::string& title,
     if (y < height) mvaddnstr(y, 0, text.c_str(), width);
   };
   const int rows = static_cast<int>(table.rows().size());
-  top_ = std::max(0, std::min(top_, rows - (height - 4)));
+  top_ = std::max(0, std::min(top_, rows - (height - 3)));
   put(0, title);
   attron(A_REVERSE);
   std::string header = Line("node", "topic type", "count", "a second", "age",
