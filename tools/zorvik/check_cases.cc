@@ -89,8 +89,9 @@ class Maker {
     std::stringstream text;
     text << std::ifstream(path).rdbuf();
     pb::Struct file;
-    if (!pb::util::JsonStringToMessage(text.str(), &file).ok()) {
-      throw std::runtime_error(path.string() + " is no JSON object");
+    if (!pb::util::JsonStringToMessage(text.str(), &file).ok() ||
+        !file.fields().contains("vectors")) {
+      throw std::runtime_error(path.string() + " has no vectors");
     }
     for (const pb::Value& item :
          file.fields().at("vectors").list_value().values()) {
