@@ -1,8 +1,9 @@
 #!/usr/bin/python3
 """Every block of code in the README and in docs/ is run or compared from its text
-by tests/examples/run_page, in a step of .ci/run, or is in the table below with the
-reason. Prints where each part of a page is run. Of what is not run, the shell's
-syntax is right, and there are the scripts, options and presets that it names.
+by tests/examples/run_page, in a step of .ci/run or in a script of its own, or is in
+the table below with the reason. Prints where each part of a page is run. Of what is
+not run, the shell's syntax is right, and there are the scripts, options and presets
+that it names.
 
 usage: blocks_test.py ROOT
 """
@@ -17,15 +18,12 @@ import sys
 # Blocks that run_page does not take: how many, and what holds them.
 OTHERS = {
     ("docs/performance.md", "How it is measured"):
-        (1, "takes minutes on a quiet machine; .ci/run has scripts/bench --quick"),
+        (1, "takes minutes and writes the page; .ci/run has scripts/bench --quick"),
     ("docs/performance.md", "Merge in place"): (1, "tests/build/pages_test.cmake compiles it"),
     ("docs/recordings.md", "Record"): (1, "waits for envelopes until it is stopped"),
     ("docs/recordings.md", "Replay"): (1, "goes to receivers of one's own; tests/tools/mcap_test.mjs replays"),
-    ("docs/recordings.md", "What it keeps up with"): (1, "takes minutes on a quiet machine"),
-    ("docs/security.md", "Fuzzing"): (1, "builds everything anew, for minutes"),
     ("docs/security.md", "Loading"): (1, "tests/library/private_copy_test.cc expects it"),
     ("docs/test-your-device.md", "Traffic"): (1, "listens to a broker of one's own for a minute"),
-    ("docs/wireshark.md", "What it costs"): (2, "takes minutes on a quiet machine"),
     ("docs/zorvik.md", "What is sent now"): (1, "listens to a broker of one's own for a minute"),
 }
 RUNNERS = {
@@ -34,13 +32,15 @@ RUNNERS = {
     "scripts/test-site": "scripts/test-site",
     "scripts/test-tools": "scripts/test-tools",
 }
+# Beside .ci/run, as they take minutes.
+MEASUREMENTS = {"scripts/test-measurements": "scripts/test-measurements"}
 
 root = pathlib.Path(sys.argv[1])
 read = lambda path: (root / path).read_text()
 steps = read(".ci/run").splitlines()
 faults = [f".ci/run has no {step}" for step in RUNNERS if step not in steps]
 runs = {}  # (page, section) to the step that runs it; section is None for all.
-for step, file in RUNNERS.items():
+for step, file in (RUNNERS | MEASUREMENTS).items():
     for page, section in re.findall(
             r'(?:run_page\S* (?:--print )?|page=)\S*?((?<!npm/)README\.md|docs/[\w-]+\.md)(?:"? "([^"]+)")?',
             read(file)):
