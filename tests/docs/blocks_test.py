@@ -1,9 +1,9 @@
 #!/usr/bin/python3
 """Every block of code in the README and in docs/ is run or compared from its text
-by tests/examples/run_page, in a step of .ci/run or in a script of its own, or is in
-the table below with the reason. Prints where each part of a page is run. Of what is
-not run, the shell's syntax is right, and there are the scripts, options and presets
-that it names.
+by tests/examples/run_page or run_live, in a step of .ci/run or in a script of its
+own, or is in the table below with the reason. Prints where each part of a page is
+run. Of what is not run, the shell's syntax is right, and there are the scripts,
+options and presets that it names.
 
 usage: blocks_test.py ROOT
 """
@@ -20,11 +20,7 @@ OTHERS = {
     ("docs/performance.md", "How it is measured"):
         (1, "takes minutes and writes the page; .ci/run has scripts/bench --quick"),
     ("docs/performance.md", "Merge in place"): (1, "tests/build/pages_test.cmake compiles it"),
-    ("docs/recordings.md", "Record"): (1, "waits for envelopes until it is stopped"),
-    ("docs/recordings.md", "Replay"): (1, "goes to receivers of one's own; tests/tools/mcap_test.mjs replays"),
     ("docs/security.md", "Loading"): (1, "tests/library/private_copy_test.cc expects it"),
-    ("docs/test-your-device.md", "Traffic"): (1, "listens to a broker of one's own for a minute"),
-    ("docs/zorvik.md", "What is sent now"): (1, "listens to a broker of one's own for a minute"),
 }
 RUNNERS = {
     "scripts/test": "tests/build/pages_test.cmake",
@@ -45,6 +41,8 @@ for step, file in (RUNNERS | MEASUREMENTS).items():
             r'(?:run_page\S* (?:--print )?|page=)\S*?((?<!npm/)README\.md|docs/[\w-]+\.md)(?:"? "([^"]+)")?',
             read(file)):
         runs.setdefault((page, section or None), step)
+live = {found: "scripts/test-tools"
+        for found in re.findall(r'(?m)^live (\S+) "([^"]+)"$', read("scripts/test-tools"))}
 text_of = lambda *globs: "".join(
     path.read_text() for glob in globs for path in root.glob(glob) if path.is_file())
 cmake = text_of("CMakeLists.txt", "cmake/*", "*/CMakeLists.txt", "*/*/CMakeLists.txt")
@@ -82,8 +80,8 @@ for path in [root / "README.md", *sorted((root / "docs").glob("*.md"))]:
         if heading or language == "mermaid":  # Docs.exchanges has the drawings.
             continue
         step = runs.get((page, None)) or runs.get((page, section))
-        if not language:
-            step = None
+        if not language:  # These are for run_live.
+            step = live.get((page, section))
         counts[page, section, step] += 1
         if not step and language in ("", "sh"):
             look(f"{page}, {section}", text)
@@ -100,6 +98,6 @@ faults.extend(f"{page}, {section}: has no {count} blocks that are not run, as {s
               for (page, section), (count, _) in OTHERS.items()
               if counts[page, section, None] < count)
 faults.extend(f"{step} runs {page}, {section or 'all'}, where no block is"
-              for (page, section), step in runs.items()
+              for (page, section), step in (runs | live).items()
               if not any(key[0] == page and key[2] and section in (None, key[1]) for key in counts))
 sys.exit("\n".join(faults) or 0)
