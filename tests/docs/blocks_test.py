@@ -41,8 +41,8 @@ for step, file in (RUNNERS | MEASUREMENTS).items():
             r'(?:run_page\S* (?:--print )?|page=)\S*?((?<!npm/)README\.md|docs/[\w-]+\.md)(?:"? "([^"]+)")?',
             read(file)):
         runs.setdefault((page, section or None), step)
-live = {found: "scripts/test-tools"
-        for found in re.findall(r'(?m)^live (\S+) "([^"]+)"$', read("scripts/test-tools"))}
+live = {(page, section): step for step, file in (RUNNERS | MEASUREMENTS).items()
+        for page, section in re.findall(r'(?m)^(?:live|PATH=.*/run_live) (\S+) "([^"]+)"$', read(file))}
 text_of = lambda *globs: "".join(
     path.read_text() for glob in globs for path in root.glob(glob) if path.is_file())
 cmake = text_of("CMakeLists.txt", "cmake/*", "*/CMakeLists.txt", "*/*/CMakeLists.txt")
