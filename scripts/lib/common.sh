@@ -66,8 +66,8 @@ quietly() {
 # in_parallel COUNT FUNCTION WORD...
 #
 # Calls the function with COUNT of the words, again and again, in as many processes as
-# there are processors. Ends the script if one fails, when all have ended. The function
-# sees what is exported.
+# there are processors. Fails if one does, when all have ended. The function sees what is
+# exported.
 in_parallel() {
   local count=$1 function=$2
   shift 2
@@ -75,7 +75,7 @@ in_parallel() {
   export -f $(compgen -A function)
   export script
   printf '%s\n' "$@" |
-    xargs -n "$count" -P "$(nproc)" bash -euo pipefail -c '"$@"' bash "$function" || exit 1
+    xargs -n "$count" -P "$(nproc)" bash -euo pipefail -c '"$@"' bash "$function"
 }
 
 # Copies its input, and shows each line in place of the one before on stderr.
