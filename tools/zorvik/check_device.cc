@@ -236,7 +236,13 @@ class Counterpart {
     audit_.TakeOwn(
         "message " + std::to_string(++transmitted_) + " to the device", bytes);
     line_.Send(bytes);
-    if (!answering) return false;
+    if (!answering) {
+      report_.NotSettled(
+          rules::kAnswered, "",
+          "under which id " + post_.NameOf(subject) + " is answered is open",
+          request.id->name());
+      return false;
+    }
     expected_ = answering->subject;
     answers_.clear();
     Wait(patience_, [this] { return !answers_.empty(); });

@@ -57,7 +57,8 @@ inline constexpr Rule kAsked{"asked", kTraffic | kDevice,
                              "An answer comes after its request."};
 inline constexpr Rule kAnswered{
     "answered", kTraffic | kDevice, "channelMessage.proto",
-    "A request whose answer is settled is answered."};
+    "A request whose answer is settled, or that a device claims to answer, is "
+    "answered."};
 inline constexpr Rule kEchoSeq{
     "echo-seq", kTraffic | kDevice,
     "zorvik.protocol.TracerWorkModeControlRspMessage.seq",

@@ -427,6 +427,7 @@ std::vector<const Rule*> BreaksOf(const Kind& kind, const Post& post) {
       &kHeartbeats,  &kAsksTime,      &kUploads};
   if (!kind.sends.empty()) all.push_back(&kReports);
   if (kind.answers.empty()) return all;
+  all.push_back(&kAnswered);
   all.push_back(&kIgnoresMalformed);
   const auto request = post.SubjectOf(post.Meant(kind.answers[0].id));
   if (request.role == Role::kTopicType) {
@@ -434,7 +435,6 @@ std::vector<const Rule*> BreaksOf(const Kind& kind, const Post& post) {
     all.push_back(&kIgnoresOtherContent);
   }
   const pb::Descriptor* answer = post.AnswerTo(request)->type;
-  if (answer != nullptr) all.push_back(&kAnswered);
   if (answer == nullptr) {
     answer = post.vocabulary()->FindMessage(kind.answer);
   }
