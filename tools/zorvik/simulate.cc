@@ -322,8 +322,10 @@ class Payload {
     if (Breaks(rules::kEchoSeq)) {
       Set(answer.get(), "seq", Number(*answer, "seq") + 1);
     }
-    line_.Send(
-        post_.Pack(answering->subject, options_.node, parcel.from, *answer));
+    for (int i = 0; i < (Breaks(rules::kAsked) && !piece ? 2 : 1); ++i) {
+      line_.Send(
+          post_.Pack(answering->subject, options_.node, parcel.from, *answer));
+    }
   }
 
   // Whether it has to do with a request: its own, and those for its file.
