@@ -1,7 +1,6 @@
 #include "check_report.h"
 
 #include <algorithm>
-#include <fstream>
 #include <iostream>
 #include <sstream>
 #include <utility>
@@ -167,6 +166,9 @@ Report::Report(Part part, std::string about, const ReportOptions& options,
     }
     found->second.excepted = true;
   }
+  if (options.junit.empty()) return;
+  junit_.open(options.junit);
+  CheckJunit();
 }
 
 void Report::Add(const Rule& rule, Finding finding) {
@@ -295,7 +297,13 @@ void Report::PrintJson() const {
   std::cout << "]}\n";
 }
 
-void Report::WriteJunit() const {
+void Report::CheckJunit() {
+  if (!junit_.flush()) {
+    throw std::runtime_error(options_.junit + " cannot be written");
+  }
+}
+
+void Report::WriteJunit() {
   std::ostringstream cases;
   size_t all = 0, failures = 0, skipped = 0;
   for (const Rule* rule : AllRules()) {
@@ -320,18 +328,15 @@ void Report::WriteJunit() const {
           << Xml(failed ? rule->sentence : NameOf(verdict)) << "\">"
           << Xml(text) << "</" << element << ">\n  </testcase>\n";
   }
-  std::ofstream file(options_.junit);
-  file << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuite name=\""
-       << Xml("zorvik check " + std::string(NameOf(part_)) + ": " + about_)
-       << "\" tests=\"" << all << "\" failures=\"" << failures
-       << "\" errors=\"0\" skipped=\"" << skipped << "\">\n"
-       << cases.str() << "</testsuite>\n";
-  if (!file.flush()) {
-    throw std::runtime_error(options_.junit + " cannot be written");
-  }
+  junit_ << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuite name=\""
+         << Xml("zorvik check " + std::string(NameOf(part_)) + ": " + about_)
+         << "\" tests=\"" << all << "\" failures=\"" << failures
+         << "\" errors=\"0\" skipped=\"" << skipped << "\">\n"
+         << cases.str() << "</testsuite>\n";
+  CheckJunit();
 }
 
-int Report::Finish() const {
+int Report::Finish() {
   options_.json ? PrintJson() : PrintText();
   if (!options_.junit.empty()) WriteJunit();
   return Failed() ? 1 : 0;

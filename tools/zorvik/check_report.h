@@ -3,6 +3,7 @@
 #define TOOLS_ZORVIK_CHECK_REPORT_H_
 
 #include <cstdint>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <string>
@@ -182,7 +183,8 @@ void AddReportOptions(CLI::App* app, ReportOptions* options);
 class Report {
  public:
   // On the rules of one part. Throws WrongUse for an exception that is none of
-  // them.
+  // them, and std::runtime_error when a file that is asked for cannot be
+  // written: before anything is tested.
   Report(Part part, std::string about, const ReportOptions& options,
          const Vocabulary* vocabulary);
 
@@ -199,7 +201,7 @@ class Report {
 
   // Prints it and writes the files that are asked for. Returns the exit status:
   // 1 when a rule has failed, or nothing was tested.
-  int Finish() const;
+  int Finish();
 
  private:
   struct Finding {
@@ -216,7 +218,8 @@ class Report {
   bool Failed() const;
   void PrintText() const;
   void PrintJson() const;
-  void WriteJunit() const;
+  void CheckJunit();
+  void WriteJunit();
   std::string ElementOf(const Rule& rule, const Finding& finding) const;
   std::string TextOf(const Rule& rule, const Finding& finding) const;
 
@@ -225,6 +228,7 @@ class Report {
   const ReportOptions options_;
   const Vocabulary* const vocabulary_;
   std::map<const Rule*, Result> results_;
+  std::ofstream junit_;
 };
 
 // All rules of all parts, for people or as JSON, with the virtual payloads that
