@@ -25,7 +25,7 @@ pb::Struct StructOf(const std::string& json) {
   const auto status = pb::util::JsonStringToMessage(json, &object);
   if (!status.ok()) {
     throw std::runtime_error("no JSON object: " +
-                             Escaped(std::string(status.message())));
+                             ReasonOf(std::string(status.message())));
   }
   return object;
 }

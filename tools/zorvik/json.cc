@@ -5,6 +5,7 @@
 #include <google/protobuf/util/type_resolver_util.h>
 #include <google/protobuf/wrappers.pb.h>
 
+#include <sstream>
 #include <stdexcept>
 #include <vector>
 
@@ -103,7 +104,7 @@ std::string Json::Encode(const std::string& json,
   const auto status =
       pb::util::JsonToBinaryString(resolver_.get(), Url(type), json, &bytes);
   if (!status.ok()) {
-    throw std::runtime_error(Escaped(std::string(status.message())));
+    throw std::runtime_error(ReasonOf(std::string(status.message())));
   }
   const auto message = vocabulary_->New(type);
   if (!message->ParseFromString(bytes)) {
@@ -111,6 +112,17 @@ std::string Json::Encode(const std::string& json,
   }
   Normalise(message.get(), vocabulary_);
   return message->SerializeAsString();
+}
+
+std::string ReasonOf(const std::string& error) {
+  std::istringstream lines(error);
+  std::string reason, text, caret;
+  std::getline(lines, reason);
+  std::getline(lines, text);
+  std::getline(lines, caret);
+  const size_t at = caret.find('^');
+  if (at < text.size()) reason += " At: " + text.substr(at);
+  return Escaped(reason);
 }
 
 std::string Quoted(const std::string& text) {

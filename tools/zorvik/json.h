@@ -33,6 +33,10 @@ class Json {
   std::unique_ptr<google::protobuf::util::TypeResolver> resolver_;
 };
 
+// What the runtime says of a text that is no JSON, in one line: its reason, and
+// what stands where its caret points.
+std::string ReasonOf(const std::string& error);
+
 // Text as a JSON string, quotes included.
 std::string Quoted(const std::string& text);
 

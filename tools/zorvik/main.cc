@@ -49,6 +49,20 @@ int ComplainOfUse(const std::string& what, const CLI::App& program) {
   return Complain(what + "; " + name + " --help tells more", 2);
 }
 
+// Of what stands where a subcommand is to be.
+std::string UnknownWord(const std::string& word,
+                        const std::vector<CLI::App*>& subcommands) {
+  const bool option = !word.empty() && word[0] == '-';
+  std::vector<std::string> names;
+  for (const CLI::App* app : subcommands) names.push_back(app->get_name());
+  try {
+    return word + " is no subcommand; there is " +
+           Choose(option ? "option" : "subcommand", word, names);
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+}
+
 int Main(int argc, char** argv) {
   const std::filesystem::path data = DataFolder();
   std::string descriptors = data / "ZorvikPBProto.binpb";
@@ -89,7 +103,10 @@ int Main(int argc, char** argv) {
       program.exit(error);
       return std::cout.flush() ? 0 : Complain(CannotWrite().what(), 1);
     }
-    return ComplainOfUse(error.what(), program);
+    const std::vector<std::string> unknown = program.remaining();
+    const bool none = program.get_subcommands().empty() && !unknown.empty();
+    return ComplainOfUse(
+        none ? UnknownWord(unknown[0], subcommands) : error.what(), program);
   } catch (const WrongUse& error) {
     return ComplainOfUse(error.what(), program);
   } catch (const std::exception& error) {

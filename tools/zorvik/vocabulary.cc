@@ -45,7 +45,8 @@ size_t Distance(const std::string& a, const std::string& b) {
   return row.back();
 }
 
-// The name among those that somebody means, or an error with what is like it.
+}  // namespace
+
 std::string Choose(const std::string& what, const std::string& wanted,
                    const std::vector<std::string>& names) {
   const std::string lower = Lower(wanted);
@@ -78,8 +79,6 @@ std::string Choose(const std::string& what, const std::string& wanted,
   }
   throw std::runtime_error(error);
 }
-
-}  // namespace
 
 Vocabulary::Vocabulary(const std::string& descriptors,
                        const std::string& catalogue) {

@@ -67,6 +67,11 @@ class Vocabulary {
   std::map<std::string, std::string> carried_by_id_;
 };
 
+// The name among those that somebody means, or the only one whose last part it
+// is, in any case. Throws std::runtime_error with what is like it.
+std::string Choose(const std::string& what, const std::string& wanted,
+                   const std::vector<std::string>& names);
+
 // Lets the text format show and take contents whatever the prefix of their type
 // URL, as the schemas have them.
 class AnyFinder : public google::protobuf::TextFormat::Finder {
