@@ -74,18 +74,43 @@ test('no byte is lost, whatever the bytes are', () => {
 });
 
 test('bytes are read in every form in which they are printed', () => {
-  for (const text of [
+  // What the program reads as the page does.
+  const common = [
     '08 a4 51 10', '08A45110', '0x08a45110', '0x08, 0xa4, 0x51, 0x10', '08:a4:51:10',
     '08-a4-51-10', '\\x08\\xa4\\x51\\x10', '"\\x08\\xa4Q\\020"', "b'\\x08\\xa4Q\\x10'",
-    'const uint8_t m[4] = { 0x8, /* id */ 0xA4, 0x51, // node\n 0x10 };', 'CKRREA==',
+    'const uint8_t m[4] = { 0x8, /* id */ 0xA4, 0x51, // node\n 0x10 };',
     '0000  08 a4 51 10                ..Q.', '00000000: 08a4 5110           ..Q.',
-    '\t0x0000:  08a4 5110',
+    '00000000  08 a4  51 10     |..Q.|\n00000004', '00000000: 08a45110  ..Q.',
+    '0000000 a408 1051\n0000004', '0000000 08 a4 51\n0000003 10\n0000004',
+    '[8, 164, 81, 16]', '[8 164 81 16]', '[8, -92, 81, 16]',
+    '{\n"type": "Buffer", "data": [8,164,81,16]}', '0x7ffe0010:\t0x08\t0xa4\t0x51\t0x10',
+    '0x7ffe0010 <m>: 0x08 0xa4\n0x7ffe0012 <m+2>: 0x51 0x10',
+    '\x1b[1;32m08\x1b[0m \x1b[31ma4\x1b[0m 51 10\x1b[K', '12:01 rx node 9: 08 a4 51 10',
+    '[rx] 0x08, 0xa4, 0x51, 0x10', 'node 9> 08a45110',
+  ];
+  for (const input of common) {
+    const { stdout } = spawnSync(zorvik, ['decode', '--json'], { input, encoding: 'utf8' });
+    assert.equal(stdout && JSON.parse(stdout).raw, '08a45110', input);
+  }
+  for (const text of [...common, 'CKRREA==', '\t0x0000:  08a4 5110',
     '02:40:01.5 IP localhost.5000 > localhost.5001: UDP, length 4\n\t0x0000:  08a4 5110  ..Q.',
     '00000000  08 a4 51 10     |..Q.|\n00000004',
     '0000  45 00 00 20 00 01 00 00 40 11 00 00 7f 00 00 01\n' +
     '0010  7f 00 00 01 13 88 13 89 00 0c 00 00 08 a4 51 10',
   ]) {
     assert.equal(wire.hex(bytesOf(text).bytes ?? []), '08 a4 51 10', text);
+  }
+  const listings = ['0000000 122010 010121\n0000004', '0000000 1051a408\n0000004',
+    '0000000  \\b 244   Q 020', '0000000    8 164  81  16',
+    '00000000: 1051a408                            ..Q.', '0x7ffe0010: 0x1051a408'];
+  for (const input of listings) {
+    assert.match(bytesOf(input).fault, /words/, input);
+    assert.match(spawnSync(zorvik, ['decode'], { input, encoding: 'utf8' }).stderr, /words/);
+  }
+  const unclear = ['12:01 rx 10 08 04 10 03', '[8, 4, ... 20 more items]', '[8, 4, 256]'];
+  for (const input of unclear) {
+    assert.ok(bytesOf(input).fault, input);
+    assert.equal(spawnSync(zorvik, ['decode'], { input }).status, 1, input);
   }
   for (const [text, fault] of [['08 g4', /g.*no hex digit/], ['08 a4 5', /inside a byte/],
     ['08\n0x123', /line 2/], ['some words', /no hex digit/]]) {

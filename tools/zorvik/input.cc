@@ -106,6 +106,7 @@ class Reader {
   Bytes BytesOf(std::string_view text) const {
     if (options_.form == Form::kHex) return FromHex(text);
     if (options_.form == Form::kBase64) return FromBase64(text);
+    if (const auto bytes = FromDecimals(text)) return {*bytes, ""};
     Bytes hex = FromHex(text);
     if (hex && text.front() == '"' && IsText(hex.bytes)) {
       // A string of JSON, with hex or base64 in it.
@@ -119,9 +120,11 @@ class Reader {
         text.size() < 16 ||
         text.find_first_of(" \t") != std::string_view::npos ||
         text.find_first_of("=+/0123456789") == std::string_view::npos;
-    return base64 && (!is_word || MatchOf(base64.bytes) == Match::kGood)
-               ? base64
-               : hex;
+    if (base64 && (!is_word || MatchOf(base64.bytes) == Match::kGood)) {
+      return base64;
+    }
+    const auto logged = FromLog(text);
+    return logged ? Bytes{*logged, ""} : hex;
   }
 
   // Whether the first line of a text is a message by itself, so that each line
@@ -132,13 +135,13 @@ class Reader {
     while ((end = source_->Ready().find('\n', searched)) ==
            std::string_view::npos) {
       if (searched > kMostText ||
-          !IsText(source_->Ready().substr(searched, 256))) {
+          !IsText(WithoutColours(source_->Ready().substr(searched, 256)))) {
         return false;
       }
       searched = source_->Ready().size();
       if (!source_->Wait()) return false;
     }
-    const std::string_view line = source_->Ready().substr(0, end);
+    const std::string line = WithoutColours(source_->Ready().substr(0, end));
     if (!IsText(line) || line.empty() || line.back() == ',') return false;
     const Bytes bytes = BytesOf(line);
     return bytes && MatchOf(bytes.bytes) == Match::kGood;
@@ -165,7 +168,7 @@ class Reader {
           continue;
         }
       }
-      Line(place, source_->Ready().substr(0, end));
+      Line(place, WithoutColours(source_->Ready().substr(0, end)));
       source_->Drop(std::min(end + 1, source_->Ready().size()));
     }
   }
@@ -194,12 +197,25 @@ class Reader {
   }
 
   void Whole(std::string_view all) {
+    if (options_.form != Form::kBinary && !IsText(all)) {
+      const std::string plain = WithoutColours(all);
+      if (plain.size() < all.size() && IsText(plain) &&
+          (BytesOf(plain) || FromListing(plain))) {
+        return Whole(plain);
+      }
+    }
     if (options_.form == Form::kBinary || all.empty() ||
         (options_.form == Form::kDetect && !IsText(all))) {
       return Binary(std::string(all));
     }
     if (options_.form == Form::kDetect &&
         options_.framing != Framing::kDelimited) {
+      if (IsInWords(all)) {
+        return Fault("",
+                     "looks like a listing of words, or of octal or decimal "
+                     "numbers; xxd, od -An -tx1 and gdb's x/xb print bytes in "
+                     "hex");
+      }
       if (const auto listed = FromListing(all)) {
         size_t number = 0;
         for (const std::string& bytes : *listed) {

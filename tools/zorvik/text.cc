@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstdint>
 #include <regex>
+#include <sstream>
 
 namespace {
 
@@ -84,12 +85,32 @@ struct Line {
   bool colon = false;  // As xxd has it.
   bool repeat = false;
   std::vector<std::string> words;
+  std::string characters;  // That are behind the words of xxd.
   std::string bytes() const {
     std::string bytes;
     for (const std::string& word : words) bytes += FromHex(word).bytes;
     return bytes;
   }
 };
+
+// A line of gdb's x/xb, "0x7ffe0010 <buffer>: 0x08 0xa4", as xxd has it.
+std::string LikeXxd(std::string_view text) {
+  const size_t colon = text.find(':');
+  if (text.substr(0, 2) != "0x" || colon == std::string_view::npos) {
+    return std::string(text);
+  }
+  const std::string_view address = text.substr(2, colon - 2);
+  std::string line(address.substr(0, address.find(' ')));
+  line += ':';
+  std::istringstream words{std::string(text.substr(colon + 1))};
+  for (std::string word; words >> word;) {
+    if (word.size() != 4 || word.compare(0, 2, "0x") != 0) {
+      return std::string(text);
+    }
+    line += ' ' + word.substr(2);
+  }
+  return line;
+}
 
 std::optional<Line> ReadLine(std::string_view text) {
   Line line;
@@ -119,6 +140,7 @@ std::optional<Line> ReadLine(std::string_view text) {
       continue;
     }
     if (blanks > 1 && bar == std::string_view::npos && !line.words.empty()) {
+      line.characters = text;
       break;
     }
     blanks = 0;
@@ -309,7 +331,7 @@ std::optional<std::vector<std::string>> FromListing(std::string_view text) {
     while (!part.empty() && IsSpace(part.back())) part.remove_suffix(1);
     while (!part.empty() && IsSpace(part.front())) part.remove_prefix(1);
     if (part.empty()) continue;
-    std::optional<Line> line = ReadLine(part);
+    std::optional<Line> line = ReadLine(LikeXxd(part));
     if (!line) return std::nullopt;
     std::vector<Line>& last = listings.back();
     const bool zero = !line->repeat &&
@@ -335,6 +357,124 @@ std::optional<std::vector<std::string>> FromListing(std::string_view text) {
     messages.push_back(*bytes);
   }
   return messages;
+}
+
+bool IsInWords(std::string_view text) {
+  text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+  const std::string first(text.substr(0, text.find_first_of("\r\n")));
+  std::istringstream words(first);
+  std::string offset, word;
+  words >> offset >> word;
+  const bool hex = std::all_of(word.begin(), word.end(), IsDigit);
+  if (offset.size() == 7 && !word.empty() &&
+      offset.find_first_not_of("01234567") == std::string::npos) {
+    return !hex || (word.size() != 2 && word.size() != 4);
+  }
+  if (offset.compare(0, 2, "0x") == 0) {
+    return offset.back() == ':' && word.compare(0, 2, "0x") == 0 &&
+           LikeXxd(first) == first;
+  }
+  const std::optional<Line> line = ReadLine(first);
+  if (!line || !line->colon) return false;
+  // xxd -e turns the words around and leaves the characters as they are.
+  std::string straight, swapped;
+  for (const std::string& each : line->words) {
+    std::string bytes = FromHex(each).bytes;
+    for (char& c : bytes) {
+      if (!std::isprint(static_cast<unsigned char>(c))) c = '.';
+    }
+    straight += bytes;
+    swapped.append(bytes.rbegin(), bytes.rend());
+  }
+  return straight != swapped && line->characters == swapped;
+}
+
+std::optional<std::string> FromDecimals(std::string_view text) {
+  const size_t open = text.find('['), close = text.rfind(']');
+  if (open == std::string_view::npos || close == std::string_view::npos ||
+      close < open) {
+    return std::nullopt;
+  }
+  const std::string_view before = text.substr(0, open);
+  // Node's JSON of a Buffer. Elsewhere, numbers of two digits may be hex.
+  bool certain = before.find("\"Buffer\"") != std::string_view::npos;
+  if (!certain &&
+      (before.find_first_not_of(" \t\r\n") != std::string_view::npos ||
+       text.find_first_not_of(" \t\r\n", close + 1) !=
+           std::string_view::npos)) {
+    return std::nullopt;
+  }
+  std::string list(text.substr(open + 1, close - open - 1)), bytes;
+  std::replace(list.begin(), list.end(), ',', ' ');
+  std::istringstream words(list);
+  for (std::string word; words >> word;) {
+    const bool minus = word[0] == '-';
+    const std::string digits = word.substr(minus);
+    if (digits.empty() || digits.size() > 3 ||
+        digits.find_first_not_of("0123456789") != std::string::npos ||
+        (digits[0] == '0' && digits.size() > 1)) {
+      return std::nullopt;
+    }
+    const int number = std::stoi(word);
+    if (number < -128 || number > 255) return std::nullopt;
+    certain = certain || minus || digits.size() != 2;
+    bytes += static_cast<char>(number);
+  }
+  if (!certain || bytes.empty()) return std::nullopt;
+  return bytes;
+}
+
+std::optional<std::string> FromLog(std::string_view text) {
+  text = text.substr(0, text.find_last_not_of(" \t\r\n") + 1);
+  if (text.find('\n') != std::string_view::npos) return std::nullopt;
+  std::vector<std::string> words;
+  std::istringstream stream{std::string(text)};
+  for (std::string word; stream >> word;) {
+    if (word.back() == ',') word.pop_back();
+    words.push_back(word.compare(0, 2, "0x") == 0 ? word.substr(2) : word);
+  }
+  const auto has_digits = [](const std::string& word) {
+    return std::all_of(word.begin(), word.end(), IsDigit);
+  };
+  // Pairs of digits, or all of them in one word.
+  size_t begin = words.size();
+  while (begin > 0 && words[begin - 1].size() == 2 &&
+         has_digits(words[begin - 1])) {
+    --begin;
+  }
+  if (begin == words.size() && begin > 0 && words.back().size() >= 8 &&
+      has_digits(words.back())) {
+    --begin;
+  } else if (words.size() - begin < 2) {
+    return std::nullopt;
+  }
+  if (begin == 0) return std::nullopt;
+  const std::string& before = words[begin - 1];
+  if (before.empty() || std::string_view(":=>])|").find(before.back()) ==
+                            std::string_view::npos) {
+    return std::nullopt;
+  }
+  std::string hex;
+  for (size_t i = begin; i < words.size(); ++i) hex += words[i];
+  const Bytes bytes = FromHex(hex);
+  if (!bytes) return std::nullopt;
+  return bytes.bytes;
+}
+
+std::string WithoutColours(std::string_view text) {
+  std::string plain;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text.substr(i, 2) == "\x1b[") {
+      const size_t end = text.find_first_not_of("0123456789;", i + 2);
+      if (end != std::string_view::npos &&
+          std::string_view("mK").find(text[end]) != std::string_view::npos) {
+        i = end;
+        continue;
+      }
+    }
+    plain += text[i];
+  }
+  return plain;
 }
 
 bool IsText(std::string_view text) {
@@ -391,7 +531,7 @@ std::string LooksLike(std::string_view input) {
     hex += IsDigit(c);
   }
   if (hex * 4 >= all * 3 && start[0] != '{') {
-    return "hex, but has at " + FromHex(input).fault;
+    return "hex, with a fault at " + FromHex(input).fault;
   }
   if (start[0] == '{') return "JSON; zorvik encode takes it";
   if (std::regex_match(start, kTextFormat)) {

@@ -28,9 +28,25 @@ Bytes FromHex(std::string_view text);
 // not.
 Bytes FromBase64(std::string_view text);
 
-// The listings of xxd, hexdump, od and tshark: offsets and what is there. Each
-// that begins anew is another message. Nothing when the text is no listing.
+// The listings of xxd, hexdump, od, tshark and gdb: offsets and what is there.
+// Each that begins anew is another message. Nothing when the text is no
+// listing.
 std::optional<std::vector<std::string>> FromListing(std::string_view text);
+
+// Whether it is a listing whose words are octal, or have their bytes in the
+// order of the machine: of od without -x or -tx1, of xxd -e, of gdb's x/xw.
+bool IsInWords(std::string_view text);
+
+// A list of decimal numbers in brackets, signed or not, as JSON, Python, Java
+// and Go print it, or Node's JSON of a Buffer. Nothing when it may be hex.
+std::optional<std::string> FromDecimals(std::string_view text);
+
+// The bytes at the end of a line of a log, in hex, behind a colon or another
+// mark. Nothing when it is not certain where they begin.
+std::optional<std::string> FromLog(std::string_view text);
+
+// Without what makes a terminal show colours.
+std::string WithoutColours(std::string_view text);
 
 // Whether it consists of what people can read: UTF-8 without control
 // characters.
