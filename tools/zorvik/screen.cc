@@ -9,15 +9,18 @@
 namespace {
 
 constexpr short kFaulty = 1;
-constexpr char kColumns[] = "%6s %-40s %9s %8s %7s  %s";
+constexpr char kColumns[] = "%6s %-*.*s %9s %8s %7s  %s";
+// What the other columns but the last one take; the topic has what is left.
+constexpr int kOthers = 36, kLeastTopic = 12, kMostTopic = 40;
 
-std::string Line(const std::string& node, const std::string& topic,
+std::string Line(int width, const std::string& node, const std::string& topic,
                  const std::string& count, const std::string& rate,
                  const std::string& age, const std::string& content) {
   char text[1024];
-  std::snprintf(text, sizeof text, kColumns, node.c_str(),
-                topic.substr(0, 40).c_str(), count.c_str(), rate.c_str(),
-                age.c_str(), content.c_str());
+  const int left = std::clamp(width - kOthers, kLeastTopic, kMostTopic);
+  std::snprintf(text, sizeof text, kColumns, node.c_str(), left, left,
+                topic.c_str(), count.c_str(), rate.c_str(), age.c_str(),
+                content.c_str());
   return text;
 }
 
@@ -59,8 +62,8 @@ void Screen::Draw(const Table& table, const std::string& title,
   top_ = std::max(0, std::min(top_, rows - (height - 3)));
   put(0, title);
   attron(A_REVERSE);
-  std::string header = Line("node", "topic type", "count", "a second", "age",
-                            "faults; last content");
+  std::string header = Line(width, "node", "topic type", "count", "a second",
+                            "age", "faults; last content");
   header.resize(std::max<size_t>(header.size(), width), ' ');
   put(1, header);
   attroff(A_REVERSE);
@@ -73,10 +76,10 @@ void Screen::Draw(const Table& table, const std::string& title,
                           : colours_     ? COLOR_PAIR(kFaulty)
                                          : A_BOLD;
       attron(look);
-      put(y,
-          Line(std::to_string(key.first), row.topic, std::to_string(row.count),
-               Rounded(row.rate, ""), Rounded(age.count(), " s"),
-               faults + (faults.empty() ? "" : "; ") + row.content));
+      put(y, Line(width, std::to_string(key.first), row.topic,
+                  std::to_string(row.count), Rounded(row.rate, ""),
+                  Rounded(age.count(), " s"),
+                  faults + (faults.empty() ? "" : "; ") + row.content));
       attroff(look);
     }
     ++y;
