@@ -91,6 +91,11 @@ class TrafficCheck {
     input.match = [this](const std::string& bytes) { return MatchOf(bytes); };
     try {
       Source source(ReadFile(options_.file));
+      if (source.Peek(1)
+              .empty()) {  // It may be a message, but nothing was sent.
+        Warn(Subject() + ": is empty; nothing was tested");
+        return true;
+      }
       const std::string unread =
           ReadInput(&source, input, [&](const Piece& piece) {
             if (piece.fault.empty()) {

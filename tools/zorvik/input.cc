@@ -36,6 +36,7 @@ class Reader {
 
   // Returns the remark.
   std::string Run() {
+    if (source_->Peek(1).empty()) remark_ = "is empty";
     Read();
     return remark_;
   }

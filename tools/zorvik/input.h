@@ -37,7 +37,7 @@ struct InputOptions {
 
 // Calls back with each message as soon as it has arrived. A piece with a fault
 // does not end it where more can follow. Returns a remark on what of the input
-// was not looked into, or an empty text.
+// was not looked into, or that it is empty; otherwise an empty text.
 std::string ReadInput(Source* source, const InputOptions& options,
                       const std::function<void(const Piece&)>& use);
 
