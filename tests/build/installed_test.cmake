@@ -7,6 +7,12 @@ run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix "${WORK_DIR}/first place")
 file(RENAME "${WORK_DIR}/first place" ${installed})
 read_cache(libdir ${BUILD_DIR} CMAKE_INSTALL_LIBDIR)
 expect_installed(${installed} ${libdir} runtime development catalogue tools)
+# Each component has what is its own; the catalogue belongs to the development one.
+foreach(component runtime development tools)
+  run(${CMAKE_COMMAND} --install ${BUILD_DIR} --component ${component} --prefix ${WORK_DIR}/${component})
+  string(REPLACE development "development;catalogue" parts ${component})
+  expect_installed(${WORK_DIR}/${component} ${libdir} ${parts})
+endforeach()
 
 run(${installed}/bin/zorvik ids 10404)
 if(NOT output MATCHES "CHANNEL_TOPIC_TYPE_GIMBAL_ROTATE")
