@@ -118,6 +118,20 @@ test('bytes are read in every form in which they are printed', () => {
   }
 });
 
+test('the headers of a whole packet are skipped', () => {
+  const packet = '45000020000100004011 0000 7f000001 7f000001 13881389000c0000 08a45110'
+      .replaceAll(' ', '');
+  // Alone, behind those of Ethernet, and of a Linux cooked capture.
+  for (const before of [0, 14, 16]) {
+    const { bytes, skipped } = bytesOf(`${'00'.repeat(before)}${packet}0000`);  // Padded.
+    assert.deepEqual([wire.hex(bytes), skipped], ['08 a4 51 10', before + 28]);
+  }
+  // One that is cut, and one of TCP.
+  for (const other of [packet.slice(0, -2), packet.replace('4011', '4006')]) {
+    assert.equal(bytesOf(other).skipped, 0);
+  }
+});
+
 test('the page explains an envelope as the examples are explained', async () => {
   const reads = () => page.$$eval('.parts tbody tr', (rows) => rows.map((row) =>
     [0, 4, 5].map((i) => row.cells[i].textContent.replace(/\s+/g, ' ')).join(' | ')));
