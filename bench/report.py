@@ -286,14 +286,18 @@ def check(results, document):
             start)) for start in ("relocations", "private", "resident", "stripped"))
         if not 8 * written < private < resident < size:
             sys.exit(f"report: the {name} build takes an odd {private} of {resident} of {size} bytes")
+    folder = document.with_suffix("")
+    stated = json.loads((folder / "results.json").read_text(encoding="utf-8"))
+    # It depends little on the machine.
+    private, known = (r["load"]["private memory after dlopen"]["library"]["median"] for r in (results, stated))
+    if not known / 2 < private < known * 2:
+        sys.exit(f"report: the library takes {private} bytes of the process's own, {document} states {known}")
 
     text = document.read_text(encoding="utf-8")
     same("the marks in the document", [mark[1] for mark in MARKS.findall(text)],
          ["machine", "ratios", "load", "dlopen", "topics", *DIRECTIONS,
           *(f"mean/{d}" for d in DIRECTIONS), *(f"advice/{a}" for a in ADVICE)])
     filled(text, results)
-    folder = document.with_suffix("")
-    stated = json.loads((folder / "results.json").read_text(encoding="utf-8"))
     if filled(text, stated) != text:
         sys.exit(f"report: {document} has other figures than {folder}/results.json")
     with tempfile.TemporaryDirectory() as directory:

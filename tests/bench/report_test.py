@@ -64,8 +64,8 @@ def stand_in(calls):
         if name.startswith("load"):
             nanoseconds = {"load_bench": 1e6, "load_with_runtime_bench": 2e6}[name]
             return {"load/dlopen/iterations:1/manual_time": {
-                        "real_time": factor * nanoseconds, "resident": factor * 5000,
-                        "private": factor * 2000},
+                        "real_time": factor * nanoseconds, "resident": factor * 250000,
+                        "private": factor * 100000},
                     "load/first_descriptor/iterations:1/manual_time": {"real_time": factor * 3e6}}
         if name == "advice_bench":
             return {f"advice/{advice}/{way}": {"cpu_time": times[turn], "allocations": ALLOCATIONS[way]}
@@ -87,7 +87,7 @@ def tool(*command):
     """For readelf, and for strip."""
     factor = factor_of(command[-1])
     if command[0] == "strip":
-        pathlib.Path(command[command.index("-o") + 1]).write_bytes(bytes(9000 * factor))
+        pathlib.Path(command[command.index("-o") + 1]).write_bytes(bytes(450000 * factor))
     row = "0000000000010da0  000000000000{} R_X86_64_{}\n"
     return " Offset  Info  Type\n" + factor * (
         4 * row.format("0008", "RELATIVE   1ba0") + 2 * row.format("0a06", "GLOB_DAT   0 name + 0")
@@ -147,9 +147,9 @@ class Report(unittest.TestCase):
                     "first descriptor use | 3.00 ms | 12.00 ms",
                     "relocations that look up a symbol | 3 | 12",
                     "relocations that add the base | 4 | 16",
-                    "stripped size | 9 kB | 36 kB",
-                    "resident of the file after `dlopen` | 5 kB | 20 kB",
-                    "memory of the process's own after `dlopen` | 2 kB | 8 kB")),
+                    "stripped size | 450 kB | 1800 kB",
+                    "resident of the file after `dlopen` | 250 kB | 1000 kB",
+                    "memory of the process's own after `dlopen` | 100 kB | 400 kB")),
                 ("dlopen", "0.25"), ("mean/encode", "0.44"), ("mean/decode", "1.63"),
                 ("advice/merge", "300 ns become 75 ns, a factor of 0.35"),
                 ("terminal", " decode/hardSync/recommended 1.15 (0.88 to 1.35) 115 ns"),
@@ -224,9 +224,10 @@ echo '{{"context": {{"library": "{library}"}},
                     (("load", "first descriptor", "stock", "median"), 900, "is not timed"),
                     (("load", "first descriptor"), row(3e12, 12e12), "is not timed"),
                     (("load", "relocations, symbolic"), row(3, 3), "as many symbols"),
-                    (("load", "relocations, relative"), row(8000, 8000), "odd 2000.* of 5000"),
-                    (("load", "resident"), row(2000, 8000), "odd 2000.* of 2000"),
-                    (("load", "stripped size"), row(9000, 20000), "stock build takes an odd 8000"),
+                    (("load", "relocations, relative"), row(20000, 20000), "odd 100000.* of 250000"),
+                    (("load", "resident"), row(100000, 400000), "odd 100000.* of 100000"),
+                    (("load", "stripped size"), row(450000, 1000000), "stock build takes an odd 400000"),
+                    (("load", "private memory after dlopen"), row(240000, 400000), "takes 240000 .* states 1"),
                     (("load", "dlopen", "ratio", "median"), 4, "ratio of dlopen"),
                     (("load", "relocations, symbolic", "library", "median"), 1200, "ratio of reloc"),
                     (("summary", "encode", "median"), 2, "mean of encode"),
