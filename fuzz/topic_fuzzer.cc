@@ -47,9 +47,13 @@ void CheckTopic(topics::Bytes bytes, const topics::Envelope& view,
             envelope);
     return;
   }
+  // As the input before left it.
+  static size_t left = 0;
+  Require(kept.ByteSizeLong() == left, "kept content", envelope);
   Content expected;
   const Result result = ReadByRuntime<Topic>(envelope, &expected);
   Require(view.Read<Topic>(&kept) == result, "result", envelope);
+  left = kept.ByteSizeLong();
   const std::string content = expected.SerializeAsString();
   receiver.set_every_node(envelope.dst_node_id());
   const auto check = [&](const Content& received, const topics::Envelope&) {
@@ -83,8 +87,12 @@ void CheckTopic(topics::Bytes bytes, const topics::Envelope& view,
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static topics::Envelope& view = *new topics::Envelope;
   channel::channelTopicMessage envelope;
+  // As the input before left it.
+  static int left = 0;
+  Require(view.topic_type() == left, "kept view", envelope);
   const bool parsed = envelope.ParseFromArray(data, static_cast<int>(size));
   Require(view.Open({data, size}) == parsed, "envelope", envelope);
+  left = view.topic_type();
   if (!parsed) return 0;
   Require(view.topic_type() == envelope.topic_type() &&
               view.source() == envelope.src_node_id() &&
