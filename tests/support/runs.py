@@ -94,6 +94,10 @@ def run_all(checks):
         with contextlib.suppress(AssertionError):
             says(["sh", "-c", "echo yes >&2; exit 3"], status, line)
             sys.exit(f"status 3 and yes are taken for status {status} and {line}")
+    for left in "sleep 9 >/dev/null 2>&1 &", "touch $TMPDIR/left":
+        with contextlib.suppress(AssertionError):
+            Script("/bin/sh", "-c", left).end()
+            sys.exit(f"what a script leaves behind is not found: {left}")
     # As on a terminal, also when this runs in the background.
     signal.signal(signal.SIGINT, signal.default_int_handler)
     with concurrent.futures.ThreadPoolExecutor(4) as pool:
