@@ -1,5 +1,4 @@
 // zorvik check: whether traffic, a codec or a device keeps to the rules.
-#include <signal.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -26,8 +25,6 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-volatile sig_atomic_t stop = 0;
 
 struct Traffic {
   std::string file = "-";
@@ -126,7 +123,7 @@ class TrafficCheck {
     const Clock::time_point begin = Clock::now();
     uint64_t count = 0;
     std::string trouble;
-    while (stop == 0 && (options_.count == 0 || count < options_.count)) {
+    while (!Stopped() && (options_.count == 0 || count < options_.count)) {
       const std::chrono::duration<double> passed = Clock::now() - begin;
       if (options_.seconds > 0 && passed.count() >= options_.seconds) break;
       ::Listen(ears, 100, [&](const std::string& bytes) {
@@ -302,8 +299,7 @@ int RunDevice(const Device& options, Vocabulary* vocabulary) {
                 options.report, vocabulary);
   const auto line = LineAt(options.place, Side::kCounterpart, options.broker,
                            options.address);
-  PlayDevice(device, post, line.get(), options.patience, &report,
-             [] { return stop != 0; });
+  PlayDevice(device, post, line.get(), options.patience, &report, Stopped);
   return report.Finish();
 }
 
@@ -377,11 +373,7 @@ Run AddCheck(CLI::App* program) {
       return 0;
     }
     if (!*run) throw WrongUse("what is to be checked is not said");
-    struct sigaction action {};
-    action.sa_handler = [](int) { stop = 1; };
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-      sigaction(signal, &action, nullptr);
-    }
+    TakeSignals();
     return (*run)(vocabulary);
   };
 }

@@ -53,6 +53,12 @@ class FileRun {
 // the program.
 std::filesystem::path DataFolder();
 
+// From now on SIGINT, SIGTERM and SIGHUP do not end the program.
+void TakeSignals();
+
+// Whether one of them has come since.
+bool Stopped();
+
 // Whether standard output is a terminal for which colours are welcome.
 bool HasColours();
 

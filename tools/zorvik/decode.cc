@@ -19,7 +19,7 @@ namespace pb = google::protobuf;
 
 namespace {
 
-struct Options {
+struct DecodeOptions {
   std::string type;
   std::string file = "-";
   std::string fields;
@@ -66,7 +66,7 @@ int List(const Vocabulary& vocabulary) {
   return 0;
 }
 
-int RunDecode(Options options, Vocabulary* vocabulary) {
+int RunDecode(DecodeOptions options, Vocabulary* vocabulary) {
   if (options.list) return List(*vocabulary);
   DecoderOptions how;
   how.type = MeantType(options.type, *vocabulary);
@@ -138,7 +138,7 @@ bool HasColours() {
 Run AddDecode(CLI::App* program) {
   CLI::App* app = program->add_subcommand(
       "decode", "Print encoded messages, with their faults");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<DecodeOptions>();
   app->add_option("FILE", options->file, "Standard input without it, or for -");
   app->add_option(
          "-t,--type", options->type,

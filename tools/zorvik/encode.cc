@@ -21,7 +21,7 @@ namespace {
 
 enum class Written { kHex, kBase64, kBinary, kDelimited };
 
-struct Options {
+struct EncodeOptions {
   std::string file = "-";
   std::string type, topic, send;
   int source = 0, destination = 0;
@@ -126,7 +126,7 @@ class Writer {
   size_t count_ = 0;
 };
 
-int RunEncode(const Options& options, Vocabulary* vocabulary) {
+int RunEncode(const EncodeOptions& options, Vocabulary* vocabulary) {
   EncoderOptions how;
   how.type = MeantType(options.type, *vocabulary);
   if (!options.topic.empty()) {
@@ -185,7 +185,7 @@ int RunEncode(const Options& options, Vocabulary* vocabulary) {
 Run AddEncode(CLI::App* program) {
   CLI::App* app = program->add_subcommand(
       "encode", "Encode messages from JSON or the text format");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<EncodeOptions>();
   app->add_option("FILE", options->file, "Standard input without it, or for -");
   app->add_option("-t,--type", options->type,
                   "Name of the message, as for decode")

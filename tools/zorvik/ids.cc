@@ -15,7 +15,7 @@ namespace {
 
 constexpr size_t kMost = 20;
 
-struct Options {
+struct IdsOptions {
   std::vector<std::string> query;
   bool all = false;
   bool json = false;
@@ -87,7 +87,7 @@ void PrintJson(const Hit& hit) {
             << "\",\"entry\":" << entry << "}\n";
 }
 
-int RunIds(const Options& options, const Vocabulary& vocabulary) {
+int RunIds(const IdsOptions& options, const Vocabulary& vocabulary) {
   std::string query;
   for (const std::string& word : options.query) query += word + ' ';
   query.pop_back();
@@ -115,7 +115,7 @@ int RunIds(const Options& options, const Vocabulary& vocabulary) {
 Run AddIds(CLI::App* program) {
   CLI::App* app = program->add_subcommand(
       "ids", "Tell what a number, a hexadecimal number or a name is");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<IdsOptions>();
   app->add_option("QUERY", options->query,
                   "Numbers, names, parts of names or words of comments;\n"
                   "all have to match")

@@ -1,5 +1,6 @@
 // The program zorvik: options, files and exit status of all its subcommands.
 #include <google/protobuf/stubs/logging.h>
+#include <signal.h>
 
 #include <exception>
 #include <filesystem>
@@ -18,6 +19,8 @@ std::filesystem::path DataFolder() {
 }
 
 namespace {
+
+volatile sig_atomic_t stopped = 0;
 
 // As CLI11 has it, without lists of which options exclude which.
 class HelpFormatter : public CLI::Formatter {
@@ -115,6 +118,16 @@ int Main(int argc, char** argv) {
 }
 
 }  // namespace
+
+void TakeSignals() {
+  struct sigaction action {};
+  action.sa_handler = [](int) { stopped = 1; };
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    sigaction(signal, &action, nullptr);
+  }
+}
+
+bool Stopped() { return stopped != 0; }
 
 int main(int argc, char** argv) {
   google::protobuf::SetLogHandler(nullptr);

@@ -13,9 +13,10 @@ constexpr char kColumns[] = "%6s %-*.*s %9s %8s %7s  %s";
 // What the other columns but the last one take; the topic has what is left.
 constexpr int kOthers = 36, kLeastTopic = 12, kMostTopic = 40;
 
-std::string Line(int width, const std::string& node, const std::string& topic,
-                 const std::string& count, const std::string& rate,
-                 const std::string& age, const std::string& content) {
+std::string TextOfRow(int width, const std::string& node,
+                      const std::string& topic, const std::string& count,
+                      const std::string& rate, const std::string& age,
+                      const std::string& content) {
   char text[1024];
   const int left = std::clamp(width - kOthers, kLeastTopic, kMostTopic);
   std::snprintf(text, sizeof text, kColumns, node.c_str(), left, left,
@@ -62,8 +63,8 @@ void Screen::Draw(const Table& table, const std::string& title,
   top_ = std::max(0, std::min(top_, rows - (height - 3)));
   put(0, title);
   attron(A_REVERSE);
-  std::string header = Line(width, "node", "topic type", "count", "a second",
-                            "age", "faults; last content");
+  std::string header = TextOfRow(width, "node", "topic type", "count",
+                                 "a second", "age", "faults; last content");
   header.resize(std::max<size_t>(header.size(), width), ' ');
   put(1, header);
   attroff(A_REVERSE);
@@ -76,10 +77,10 @@ void Screen::Draw(const Table& table, const std::string& title,
                           : colours_     ? COLOR_PAIR(kFaulty)
                                          : A_BOLD;
       attron(look);
-      put(y, Line(width, std::to_string(key.first), row.topic,
-                  std::to_string(row.count), Rounded(row.rate, ""),
-                  Rounded(age.count(), " s"),
-                  faults + (faults.empty() ? "" : "; ") + row.content));
+      put(y, TextOfRow(width, std::to_string(key.first), row.topic,
+                       std::to_string(row.count), Rounded(row.rate, ""),
+                       Rounded(age.count(), " s"),
+                       faults + (faults.empty() ? "" : "; ") + row.content));
       attroff(look);
     }
     ++y;

@@ -1,8 +1,6 @@
 // zorvik simulate: payloads that are not there.
 #include "simulate.h"
 
-#include <signal.h>
-
 #include <chrono>
 #include <iostream>
 #include <map>
@@ -26,12 +24,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-volatile sig_atomic_t stop = 0;
-
 struct Sent {
   const char *id, *text;  // The content in the text format.
 };
-struct Kind {
+struct VirtualKind {
   const char* name;
   const char* payload_type;
   // What it sends without being asked.
@@ -42,8 +38,8 @@ struct Kind {
   const char* answer = "";
 };
 
-const std::vector<Kind>& Kinds() {
-  static const std::vector<Kind> all = {
+const std::vector<VirtualKind>& Kinds() {
+  static const std::vector<VirtualKind> all = {
       {"gimbal",
        "PAYLOAD_GIMBAL",
        {{"GIMBAL_SYSTEM_INFO", "gimbalMode: UAV_GIMBAL_MODE_YAW_FOLLOW"},
@@ -81,16 +77,16 @@ const std::vector<Kind>& Kinds() {
   return all;
 }
 
-const Kind& KindOf(const std::string& name) {
+const VirtualKind& KindOf(const std::string& name) {
   std::string names;
-  for (const Kind& kind : Kinds()) {
+  for (const VirtualKind& kind : Kinds()) {
     if (kind.name == name) return kind;
     names += (names.empty() ? "" : ", ") + std::string(kind.name);
   }
   throw WrongUse(name + " is none of " + names);
 }
 
-struct Options {
+struct SimulateOptions {
   std::string kind, place, broken;
   int node = 9, peer = 1;
   double interval = 1, patience = 5, seconds = 0;
@@ -127,7 +123,7 @@ void CopyShared(const pb::Message& from, pb::Message* to) {
 
 class Payload {
  public:
-  Payload(const Options& options, Vocabulary* vocabulary, Line* line)
+  Payload(const SimulateOptions& options, Vocabulary* vocabulary, Line* line)
       : options_(options),
         kind_(KindOf(options.kind)),
         post_(vocabulary),
@@ -163,7 +159,7 @@ class Payload {
 
   bool IsOver() const {
     const std::chrono::duration<double> passed = Clock::now() - begin_;
-    return stop != 0 ||
+    return Stopped() ||
            (options_.seconds > 0 && passed.count() >= options_.seconds);
   }
 
@@ -407,8 +403,8 @@ class Payload {
     if (found != sent.end()) line_.Send(found->second);
   }
 
-  const Options& options_;
-  const Kind& kind_;
+  const SimulateOptions& options_;
+  const VirtualKind& kind_;
   const Post post_;
   Line& line_;
   Clock::time_point begin_, next_;
@@ -418,7 +414,7 @@ class Payload {
 };
 
 // The rules that a kind can break.
-std::vector<const Rule*> BreaksOf(const Kind& kind, const Post& post) {
+std::vector<const Rule*> BreaksOf(const VirtualKind& kind, const Post& post) {
   using namespace rules;
   std::vector<const Rule*> all = {
       &kIsEnvelope,  &kTopicType,     &kId,
@@ -445,7 +441,7 @@ std::vector<const Rule*> BreaksOf(const Kind& kind, const Post& post) {
 }
 
 // What a kind claims to be, as zorvik check device takes it.
-void PrintDeclaration(const Kind& kind, const Options& options,
+void PrintDeclaration(const VirtualKind& kind, const SimulateOptions& options,
                       Vocabulary* vocabulary) {
   const Post post(vocabulary);
   const Json json(vocabulary);
@@ -468,8 +464,8 @@ void PrintDeclaration(const Kind& kind, const Options& options,
   std::cout << (kind.answers.empty() ? "]\n}\n" : "\n  ]\n}\n");
 }
 
-int RunSimulate(const Options& options, Vocabulary* vocabulary) {
-  const Kind& kind = KindOf(options.kind);
+int RunSimulate(const SimulateOptions& options, Vocabulary* vocabulary) {
+  const VirtualKind& kind = KindOf(options.kind);
   if (options.declaration) {
     PrintDeclaration(kind, options, vocabulary);
     return 0;
@@ -486,11 +482,7 @@ int RunSimulate(const Options& options, Vocabulary* vocabulary) {
       throw WrongUse("a virtual " + options.kind + " breaks one of " + names);
     }
   }
-  struct sigaction action {};
-  action.sa_handler = [](int) { stop = 1; };
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    sigaction(signal, &action, nullptr);
-  }
+  TakeSignals();
   const auto line = LineAt(options.place, Side::kDevice, options.broker);
   return Payload(options, vocabulary, line.get()).Run();
 }
@@ -509,7 +501,7 @@ int PayloadTypeOf(const std::string& name, const Vocabulary& vocabulary) {
 std::vector<std::string> BreakersOf(const Rule& rule, Vocabulary* vocabulary) {
   const Post post(vocabulary);
   std::vector<std::string> kinds;
-  for (const Kind& kind : Kinds()) {
+  for (const VirtualKind& kind : Kinds()) {
     for (const Rule* broken : BreaksOf(kind, post)) {
       if (broken == &rule) kinds.push_back(kind.name);
     }
@@ -520,9 +512,9 @@ std::vector<std::string> BreakersOf(const Rule& rule, Vocabulary* vocabulary) {
 Run AddSimulate(CLI::App* program) {
   CLI::App* app =
       program->add_subcommand("simulate", "Be a payload that is not there");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<SimulateOptions>();
   std::string kinds;
-  for (const Kind& kind : Kinds()) {
+  for (const VirtualKind& kind : Kinds()) {
     kinds += (kinds.empty() ? "" : ", ") + std::string(kind.name);
   }
   app->add_option("KIND", options->kind, "One of " + kinds)->required();

@@ -1,5 +1,4 @@
 // zorvik watch: what is on the air.
-#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -25,9 +24,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-volatile sig_atomic_t stop = 0;
-
-struct Options {
+struct WatchOptions {
   std::vector<std::string> places;
   std::optional<int> node;
   int port = 0;
@@ -67,7 +64,7 @@ void Print(const Table& table, bool json) {
 
 class Watch {
  public:
-  Watch(const Options& options, Vocabulary* vocabulary)
+  Watch(const WatchOptions& options, Vocabulary* vocabulary)
       : options_(options),
         none_(nullptr),
         decoder_(ForEnvelopes(vocabulary), vocabulary, &none_,
@@ -94,7 +91,7 @@ class Watch {
     const Clock::time_point begin = Clock::now();
     Clock::time_point next = begin;
     bool more = true;
-    while (more && stop == 0) {
+    while (more && !Stopped()) {
       const Clock::time_point now = Clock::now();
       if (now >= next) {
         Show(screen.get(), now);
@@ -174,7 +171,7 @@ class Watch {
     }
   }
 
-  const Options& options_;
+  const WatchOptions& options_;
   std::ostream none_;
   const Decoder decoder_;
   Table table_;
@@ -183,13 +180,9 @@ class Watch {
   std::string trouble_;  // That was told of last.
 };
 
-int RunWatch(const Options& options, Vocabulary* vocabulary) {
+int RunWatch(const WatchOptions& options, Vocabulary* vocabulary) {
   CheckBrokerOptions(options.broker, options.places);
-  struct sigaction action {};
-  action.sa_handler = [](int) { stop = 1; };
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    sigaction(signal, &action, nullptr);
-  }
+  TakeSignals();
   return Watch(options, vocabulary).Run();
 }
 
@@ -198,7 +191,7 @@ int RunWatch(const Options& options, Vocabulary* vocabulary) {
 Run AddWatch(CLI::App* program) {
   CLI::App* app = program->add_subcommand(
       "watch", "Show live what is sent: rates, ages, contents and faults");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<WatchOptions>();
   app->add_option("PLACE", options->places,
                   "udp:PORT, udp:HOST:PORT (also of a multicast group),\n"
                   "if:INTERFACE or mqtt:HOST:PORT/TOPIC, with + and #")
