@@ -307,8 +307,8 @@ function valuesOf(text) {
     ...[...words].filter(([, , word]) => word !== 'false' &&
       values.find(({ name }) => name === word)?.number !== 0)
         .map(([, name, word]) => `${name} ${word}`),
-    ...[...numbers].filter(([, , number]) => Number(number) !== 0)
-        .map(([, name, number]) => `${name} ${Number(number)}`)];
+    ...[...numbers].filter(([, , number]) => !Object.is(Number(number), 0))
+        .map(([, name, number]) => `${name} ${Number(number) || number}`)];
 }
 
 test('examples show the vectors, and what each byte means', async () => {
@@ -500,6 +500,8 @@ test('words of the field lead to what the vocabulary calls it', async () => {
     }
     assert.ok(hits.length > 0);
   }
+  await page.fill('#query', 'enabled');  // It has led in it, which is another word.
+  assert.doesNotMatch(await page.textContent('#found'), /with/);
   const [[rth], [wifi]] = await lookAll(['RTH', 'wifi']);
   assert.match(rth.url, /FLY_CONTROL_START_GO_HOME$/);
   assert.match(wifi.url, /link/);
