@@ -77,6 +77,8 @@ FAULTS = {
     "numbers in JSON as text": (lambda case, given: {**given, "json": given["json"].replace('": 1', '": "1')}
                                 if given.get("json") == '{"payloadId": 1, "onOff": 2}' else given,
                                 "onOffMessage", ["json"]),
+    "JSON of its own": (lambda case, given: {**given, "fromJson": known(bytes.fromhex(given["bytes"])).hex()}
+                        if "json" in given else given, "onOffMessage", ["json"]),
     "wrong bytes from JSON": (lambda case, given: {**given, "fromJson": ""}
                               if "fromJson" in given else given, "onOffMessage", ["json"]),
     "takes what is cut": (takes("runcated"), "CameraGetRateMessage", ["truncated"]),

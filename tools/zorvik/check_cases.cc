@@ -82,7 +82,7 @@ class Maker {
   void Add(const Rule& rule, const std::string& origin,
            const pb::Descriptor* type, const std::string& bytes,
            bool refused = false) {
-    cases_.push_back({&rule, origin, type, bytes, refused});
+    cases_.push_back({&rule, origin, type, bytes, refused, ""});
   }
 
   void AddVectors(const std::filesystem::path& path) {
@@ -165,6 +165,13 @@ class Maker {
     for (int i = 0; i < kRandomFills; ++i) {
       Add(rules::kFill, "random fill " + std::to_string(i), type,
           Random(type)->SerializeAsString());
+    }
+    // Whoever reads its own JSON in place of the case's finds nothing in it.
+    if (bounds_ == nullptr && type->field_count() > 0) {
+      message->Clear();
+      FillMessage(message.get(), Fill::kSmall);
+      cases_.push_back({&rules::kFill, "nothing beside JSON", type, "", false,
+                        message->SerializeAsString()});
     }
     Add(rules::kMerge, "two random fills", type,
         WithinBounds(type) + WithinBounds(type));

@@ -17,6 +17,7 @@ struct Case {
   const google::protobuf::Descriptor* type;
   std::string bytes;
   bool refused = false;  // Whether the bytes have to be.
+  std::string other;     // The bytes of which it has the JSON, if not of these.
 };
 
 // All vectors of the folder, every message filled in several ways, cut short,

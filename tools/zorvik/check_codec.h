@@ -34,7 +34,8 @@ class CodecCheck {
   void Compare(const Case& item, const CodecAnswer& answer);
 
  private:
-  std::string JsonOf(const Case& item) const;
+  std::string JsonOf(const Case& item, const std::string& bytes) const;
+  std::string JsonFor(const Case& item) const;
   std::string LineOf(const Case& item) const;
   void TakeLine(const Case& item, const std::string& line);
   void CompareBytes(const Rule& rule, const std::string& where,
