@@ -10,6 +10,8 @@ import json
 import os
 import pathlib
 import re
+import shutil
+import subprocess
 import sys
 import tempfile
 import unittest
@@ -198,6 +200,29 @@ echo '{{"context": {{"library": "{library}"}},
                 else:
                     with self.assertRaisesRegex(SystemExit, refused):
                         run.run(str(program), right)
+
+    def test_is_run_by_the_script(self):
+        """With stand-ins for whatever builds and measures."""
+        with tempfile.TemporaryDirectory() as folder:
+            scripts = FOLDER.resolve().parent / "scripts"
+            shutil.copytree(scripts / "lib", f"{folder}/scripts/lib")
+            shutil.copy(scripts / "bench", f"{folder}/scripts")
+            for name in "scripts/setup", "scripts/build", "bin/cmake", "bench/run.py":
+                path = pathlib.Path(folder, name)
+                path.parent.mkdir(exist_ok=True)
+                path.write_text('#!/bin/sh\necho "${0##*/} $*" >>"$TOLD"\n', encoding="utf-8")
+                path.chmod(0o755)
+            told = pathlib.Path(folder, "told")
+            for options, last in (
+                    (["--quick"], "run.py --build {} --rounds 1 .*--document docs/performance.md --check {}/quick.json"),
+                    (["--try", "-O1 -g"], "cmake -DZORVIKPBPROTO_BENCH_TRY=-O1 -g {}\ncmake --build {} --target candidate\n"
+                                          "run.py --build {} --rival candidate .* {}/candidate.json"),
+                    ([], "run.py --build {} --document docs/performance.md docs/performance/results.json")):
+                told.unlink(missing_ok=True)
+                subprocess.run([f"{folder}/scripts/bench", *options], check=True,
+                               env={**os.environ, "PATH": f"{folder}/bin:{os.environ['PATH']}", "TOLD": str(told)})
+                self.assertRegex(told.read_text(encoding="utf-8"),
+                                 r"^setup build bench\nbuild bench\n" + last.replace("{}", "build/release") + r"\n$")
 
     def test_is_checked(self):
         results = measured(1)[0]
