@@ -17,6 +17,7 @@ const load = (name) => import(pathToFileURL(resolve(folder, name)));
 const { channelTopicMessageSchema, channelTopicType } = await load("channelMessage_pb.js");
 const { UavGimbalRotateReqMessageSchema } = await load("gimbalMessage_pb.js");
 const work = mkdtempSync(join(tmpdir(), "recording-"));
+process.on("exit", () => rmSync(work, { recursive: true }));
 const file = join(work, "bench.mcap");
 const sleep = (ms) => new Promise((done) => setTimeout(done, ms));
 
@@ -82,4 +83,3 @@ console.log("| Envelopes a second | Sent | Lost | CPU, µs each | Peak memory, M
 console.log("|---|---|---|---|---|---|");
 for (const rate of [10000, 20000, 30000, 40000]) await measure(rate, Math.round(rate * seconds));
 await measure(25000, Math.round(72000 * seconds)); // With 10, an hour of 200 a second.
-rmSync(work, { recursive: true });
