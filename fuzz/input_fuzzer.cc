@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -22,7 +23,7 @@ Vocabulary& Words() {
   return vocabulary;
 }
 
-size_t there_and_back = 0;  // Messages, for the replay.
+std::map<Framing, size_t> there_and_back;  // Messages, for the replay.
 
 void Require(bool condition, const char* what, const std::string& text) {
   if (condition) return;
@@ -35,13 +36,13 @@ void RequireText(const std::string& text) {
           "a control character is printed", text);
 }
 
-void CheckJson(const Encoder& encoder, const Piece& piece,
+void CheckJson(const Encoder& encoder, const Piece& piece, Framing framing,
                const std::string& json) {
   if (!piece.fault.empty() || json.find(",\"message\":") == std::string::npos) {
     return;
   }
   Require(encoder.FromJson(json) == piece.bytes, "other bytes", json);
-  ++there_and_back;
+  ++there_and_back[framing];
 }
 
 void Decode(int pick, std::string_view data, const Encoder& encoder) {
@@ -65,7 +66,7 @@ void Decode(int pick, std::string_view data, const Encoder& encoder) {
       decoder.Show(piece);
       RequireText(out.str());
       if (options.output == Output::kJson) {
-        CheckJson(encoder, piece, out.str());
+        CheckJson(encoder, piece, input.framing, out.str());
       }
     });
   } catch (const std::runtime_error& error) {
@@ -78,7 +79,10 @@ void Decode(int pick, std::string_view data, const Encoder& encoder) {
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   google::protobuf::SetLogHandler(nullptr);
   std::atexit([] {
-    std::fprintf(stderr, "%zu messages there and back\n", there_and_back);
+    std::fprintf(
+        stderr, "%zu messages there and back, %zu delimited, %zu lines\n",
+        there_and_back[Framing::kDetect], there_and_back[Framing::kDelimited],
+        there_and_back[Framing::kLines]);
   });
   return 0;
 }

@@ -110,6 +110,9 @@ std::set<std::string> InForms(const std::string& bytes) {
     inputs.insert(static_cast<char>(++output % 4) + form);
     inputs.insert('\2' + form);  // As JSON.
   }
+  // With a framing that is named, as JSON.
+  inputs.insert('\12' + length + bytes);
+  inputs.insert('\16' + HexOf(bytes) + '\n' + Base64Of(bytes));
   return inputs;
 }
 
