@@ -199,6 +199,7 @@ std::string CodecCheck::JsonOf(const Case& item,
   return json_.Of(*message);
 }
 
+// What the program under test is asked to read.
 std::string CodecCheck::JsonFor(const Case& item) const {
   return JsonOf(item, item.other.empty() ? item.bytes : item.other);
 }
